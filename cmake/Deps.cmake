@@ -21,4 +21,18 @@ if(WIN32)
   set_target_properties(lua PROPERTIES
     IMPORTED_LOCATION "${LUA_DIR}/lib/liblua.a"
     INTERFACE_INCLUDE_DIRECTORIES "${LUA_DIR}/include")
+else()
+  # The host's own build of the same PCRE, for the sanitizer tests.
+  set(PCRE_DIR "${SORB_CACHE}/pcre-8.39-native")
+  if(NOT EXISTS "${PCRE_DIR}/lib/libpcreposix.a")
+    message(FATAL_ERROR "${PCRE_DIR}/lib/libpcreposix.a is missing: run scripts/setup.sh first")
+  endif()
+  add_library(pcre STATIC IMPORTED)
+  set_target_properties(pcre PROPERTIES IMPORTED_LOCATION "${PCRE_DIR}/lib/libpcre.a")
+  add_library(pcreposix STATIC IMPORTED)
+  set_target_properties(pcreposix PROPERTIES
+    IMPORTED_LOCATION "${PCRE_DIR}/lib/libpcreposix.a"
+    INTERFACE_INCLUDE_DIRECTORIES "${PCRE_DIR}/include"
+    INTERFACE_COMPILE_DEFINITIONS PCRE_STATIC
+    INTERFACE_LINK_LIBRARIES pcre)
 endif()

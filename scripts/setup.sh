@@ -71,18 +71,26 @@ fetch_source() { # package upstream-dir
 }
 
 build_pcre() {
-  local out="$CACHE/pcre-$PCRE_VER"
-  [ -f "$out/lib/libpcreposix.a" ] && return
-  log "cross-building PCRE $PCRE_VER"
-  local src; src=$(fetch_source pcre3 pcre3-)
-  # Debian's patches leave the autotools outputs older than their inputs;
-  # make them current so make does not try to rerun automake.
-  (cd "$src" && touch aclocal.m4 && touch configure Makefile.in config.h.in)
-  local b; b=$(mktemp -d)
-  (cd "$b" && "$src/configure" -q --host=$HOST --prefix="$out" \
-      --disable-shared --enable-static --disable-cpp >/dev/null &&
-   make -s -j2 >/dev/null && make -s install >/dev/null)
-  rm -rf "$b"
+  # Once for the target and once for the host, whose copy lets the native
+  # sanitizer build test the regular-expression code too.
+  local host out
+  for host in $HOST native; do
+    out="$CACHE/pcre-$PCRE_VER"
+    [ "$host" = native ] && out="$out-native"
+    [ -f "$out/lib/libpcreposix.a" ] && continue
+    log "building PCRE $PCRE_VER ($host)"
+    local src; src=$(fetch_source pcre3 pcre3-)
+    # Debian's patches leave the autotools outputs older than their inputs;
+    # make them current so make does not try to rerun automake.
+    (cd "$src" && touch aclocal.m4 && touch configure Makefile.in config.h.in)
+    local b; b=$(mktemp -d)
+    local cross=""
+    [ "$host" = native ] || cross="--host=$host"
+    (cd "$b" && "$src/configure" -q $cross --prefix="$out" \
+        --disable-shared --enable-static --disable-cpp >/dev/null &&
+     make -s -j2 >/dev/null && make -s install >/dev/null)
+    rm -rf "$b"
+  done
 }
 
 build_lua() {
