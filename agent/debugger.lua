@@ -1,0 +1,1225 @@
+--[[
+Lua Debugger - Version 1.20: the command-line debugger agent of the Tarn
+Lua debugger plug-in. Written for Lua 5.1.
+
+Usage in a script: local dbg = require 'debugger' ; pause('message')
+  pause(msg) opens a session (or, when one is open, stops again); the first
+  stop is on the line after the pause() call. A failed assert (through the
+  replaced debug.traceback) opens one as well.
+
+Starting a session before the first line of a program (debugger executable):
+  1. Load this file into the Lua state and call it (luaL_loadbuffer + lua_call
+     with no arguments, or require 'debugger'). It returns the module table
+     M = { pause, dump, start, traceback, version } and, when loaded without
+     require, also registers it as package.loaded.debugger.
+  2. Load the program (luaL_loadfile, chunk name "@" .. path).
+  3. Call M.start(msg) (lua_pcall). It opens the session and runs the command
+     loop at once, before any line of the program: banner, prompt, and the
+     commands sent at start (setb ...) are read and answered there. It returns
+     when a stepping command ("step", "over", "out", "run", "goto") or "exit"
+     is given. Nothing is reported for this first stop, and eval_env,
+     breakfile and breakline are still nil (vars/glob/dump... raise an error,
+     which start() passes on to its caller like the hook would).
+  4. Call the program's chunk right away (no other Lua call in between):
+     "step" stops on its first line, "run" at its first breakpoint, "exit"
+     lets it run without the debugger. msg (default: none) is printed as
+     "Message: " msg with the first reported stop.
+  Passing the replaced debug.traceback as the message handler of lua_pcall
+  makes an unhandled error stop in the debugger (Message: the error).
+--]]
+
+local VERSION     = '1.20'
+local WEB_ADDRESS = 'http://www.brennick.example/tarn/'
+
+local cocreate, cowrap   = coroutine.create, coroutine.wrap
+local coresume, coyield  = coroutine.resume, coroutine.yield
+local corunning          = coroutine.running
+local former_traceback   = debug.traceback
+local getinfo, getlocal, setlocal = debug.getinfo, debug.getlocal, debug.setlocal
+local getupvalue, setupvalue      = debug.getupvalue, debug.setupvalue
+local sethook, gethook            = debug.sethook, debug.gethook
+local getfenv, setfenv, loadstring, unpack = getfenv, setfenv, loadstring, unpack
+local select, type, tostring, tonumber, pairs, ipairs, pcall, error =
+      select, type, tostring, tonumber, pairs, ipairs, pcall, error
+local sfind, ssub, sgsub, slower, srep, sformat, smatch, gmatch =
+      string.find, string.sub, string.gsub, string.lower, string.rep,
+      string.format, string.match, string.gmatch
+local tinsert, tconcat, tsort = table.insert, table.concat, table.sort
+
+--{{{ state
+
+local IsWindows = sfind(slower(os.getenv('OS') or ''), '^windows') ~= nil
+
+local events = { BREAK = 1, WATCH = 2, STEP = 3, SET = 4 }
+
+local breakpoints = {}   -- [line] = { [file] = true }
+local watches     = {}   -- [index] = { func = f, exp = text }
+
+local step_into  = false
+local step_over  = false
+local step_lines = 0
+
+local weak_keys   = { __mode = 'k' }
+local stack_level = setmetatable({ main = 0 }, weak_keys)
+local step_level  = setmetatable({ main = 0 }, weak_keys)
+local trace_level = setmetatable({ main = 0 }, weak_keys)
+
+local trace_calls, trace_returns, trace_lines = false, false, false
+local ret_file, ret_line, ret_name
+
+local current_thread = 'main'
+local started        = false
+local pause_off      = false
+local pausemsg       = 'pause'
+local coro_debugger
+local traceinfo      = {}
+
+local thread_hooks = setmetatable({}, weak_keys)  -- our per-coroutine hook wrappers
+
+-- Line events in the agent's own functions are skipped, so that stepping
+-- never stops inside the agent, except one line of each function in
+-- stop_here (function -> line): the final 'end' of pause, which the "stop
+-- on the line after pause()" count relies on, and the last line of the
+-- debug.traceback replacement, where a failed assert stops.
+local AGENT_SOURCE = getinfo(1, 'S').source
+local stop_here    = {}
+
+local function level_of(t, th)
+  local v = t[th]
+  if not v then v = 0; t[th] = v end
+  return v
+end
+
+--}}}
+--{{{ help texts
+
+local hint_order = {
+  'pause', 'poff', 'pon', 'setb', 'delb', 'delallb', 'setw', 'delw', 'delallw',
+  'run', 'step', 'over', 'out', 'goto', 'listb', 'listw', 'set', 'vars', 'fenv',
+  'glob', 'ups', 'locs', 'dump', 'tron', 'trace', 'info', 'show', 'exit', 'help',
+  '<statement>', 'what',
+}
+
+local hints = {}
+
+hints.pause = [[
+pause(msg)          -- start/resume a debugger session|
+
+This can only be used in your code or from the console as a means to
+start/resume a debugger session. A session that is not open is opened:
+the debugger stops on the line after the pause() call. If one is open the
+program stops there again.
+If msg is given that is shown (as "Message: msg") when the session stops,
+useful to give a context if you've instrumented your code with pause().
+Typed as a debugger command it only says that it belongs in your script.
+]]
+
+hints.poff = [[
+poff                -- turn off pause() command|
+
+Causes all pause() statements to be ignored. This is useful if you have
+instrumented your code in a busy loop and want to continue normal execution
+with no further interruption. No reply.
+]]
+
+hints.pon = [[
+pon                 -- turn on pause() command|
+
+Re-instates honouring the pause() statements in the debugged program.
+No reply.
+]]
+
+hints.setb = [[
+setb [line file]    -- set a breakpoint to line/file|
+
+If file is omitted or is "-" the breakpoint is set in the file of the
+current stop or of the level set by "set"; if line is omitted or is "-"
+the current line is used. Execution pauses when this line is about to be
+executed and the debugger session is re-activated.
+The file can be given as the fully qualified name, partially qualified or
+just the file name, with or without its extension: "myfile.lua" matches
+every file whose name ends in "/myfile.lua". On Windows file names are
+compared in lower case. Replies "Breakpoint set in file <file> line <line>",
+or "Bad request" when there is no file.
+]]
+
+hints.delb = [[
+delb [line file]    -- removes a breakpoint|
+
+If file is omitted or is "-" the breakpoint is removed from the file of
+the current stop; if line is omitted or is "-" the current line is used.
+The file must be given as it was for "setb". Replies "Breakpoint deleted
+from file <file> line <line>", or "Bad request" when there is no file.
+]]
+
+hints.delallb = [[
+delallb             -- removes all breakpoints|
+
+Removes every breakpoint and replies "All breakpoints deleted".
+]]
+
+hints.setw = [[
+setw <exp>          -- adds a new watch expression|
+
+The expression is evaluated before each line is executed, in the context
+of the function running then. If it yields a true value the program
+pauses. The rest of the line is taken as the expression, it is not checked
+when it is set. Replies "Set watch exp no. <index>", the index to give to
+"delw", or "Bad request" when there is no expression.
+]]
+
+hints.delw = [[
+delw <index>        -- removes the watch expression at index|
+
+The index is the one given when the expression was set (see "listw").
+Replies "Watch expression deleted", or "Bad request" when the index is not
+a number.
+]]
+
+hints.delallw = [[
+delallw             -- removes all watch expressions|
+
+Removes every watch expression and replies "All watch expressions deleted".
+]]
+
+hints.run = [[
+run                 -- run until next breakpoint or watch expression|
+
+Turns stepping off and lets the program run until it reaches a breakpoint
+or a watch expression becomes true.
+]]
+
+hints.step = [[
+step [N]            -- run next N lines, stepping into function calls|
+
+Runs N lines (default 1) of the program, stopping in called functions as
+well, then reports the new position as
+"Paused at file: <file> (<line>) (<stack level>)".
+]]
+
+hints.over = [[
+over [N]            -- run next N lines, stepping over function calls|
+
+Runs N lines (default 1) of the current function without stopping in the
+functions it calls. At the outermost level it behaves like "step".
+]]
+
+hints.out = [[
+out [N]             -- run lines until stepped out of N functions|
+
+Runs until the program is N (default 1) stack levels below the current
+one, that is until it has returned from N functions.
+]]
+
+hints['goto'] = [[
+goto <line>         -- step to line number <line> in the current file|
+
+Runs until the given line of the current file is reached (or a breakpoint
+or a watch expression stops it before). A breakpoint already set at that
+line stays in place. Replies "Bad request" when line is not a number.
+]]
+
+hints.listb = [[
+listb               -- lists breakpoints|
+
+Lists every breakpoint as "Break at: <line> in <file>".
+]]
+
+hints.listw = [[
+listw               -- lists watch expressions|
+
+Lists every watch expression as "Watch exp. <index>: <expression>".
+]]
+
+hints.set = [[
+set [level]         -- set context to stack level, omitted=show|
+
+The context is where variables are looked up and statements are executed.
+Level 1 is the function where the program stopped, 2 its caller and so
+on. Replies "Level: <level>", or "No level set" when no function exists at
+that level. A level that is not a number ends the debugger session.
+]]
+
+hints.vars = [[
+vars [depth]        -- list context locals to depth, omitted=1|
+
+Dumps the context: every local and upvalue of the function at the level
+set, as "variables". Tables are listed to the given depth.
+]]
+
+hints.fenv = [[
+fenv [depth]        -- list context function env to depth, omitted=1|
+
+Dumps the environment of the function at the level set, as "environment",
+to the given depth.
+]]
+
+hints.glob = [[
+glob [depth]        -- list globals to depth, omitted=1|
+
+Dumps the global environment, as "globals", to the given depth.
+]]
+
+hints.ups = [[
+ups                 -- list all the upvalue names|
+
+Lists the names of the upvalues of the function at the level set.
+]]
+
+hints.locs = [[
+locs                -- list all the locals names|
+
+Lists the names of the locals of the function at the level set.
+]]
+
+hints.dump = [[
+dump <var> [depth]  -- dump all fields of variable to depth|
+
+The variable is looked up in the context. Its fields are given separated
+by dots, fields made of digits are taken as numbers (dump t.1.name).
+The depth is 1 when omitted or 0. Replies "Bad request" without a variable.
+]]
+
+hints.tron = [[
+tron [crl]          -- turn trace on for (c)alls, (r)etuns, (l)lines|
+
+Prints a trace line for each call (c), return (r) or line (l) executed:
+clock, stack level, file, line and function name. tron without letters
+turns all tracing off.
+]]
+
+hints.trace = [[
+trace               -- dumps a stack trace|
+
+Prints the stack captured at the stop, one function a line:
+[level] name in file:line. The level set is marked by "***".
+]]
+
+hints.info = [[
+info                -- dumps the complete debug info captured|
+
+Dumps everything captured about the stack at the stop (function records,
+locals and upvalues of each level) as "traceinfo", without depth limit.
+]]
+
+hints.show = [[
+show line file X Y  -- show X lines before and Y after line in file|
+
+If line or file is omitted or is "-" the current line or file is used.
+X defaults to 10, Y to X. A file name without extension gets ".lua"; a
+file that is not found is searched along package.path. The given line is
+marked by "***". Replies "Nothing to show" when there is no file and
+"Cannot find <file>" when it cannot be opened.
+]]
+
+hints.exit = [[
+exit                -- exits debugger, re-start it using pause()|
+
+Ends the debugger session: the program runs on without stopping.
+Breakpoints and watch expressions are kept for a later session.
+]]
+
+hints.help = [[
+help [command]      -- show this list or help for command|
+
+Without a known command lists every command with its summary.
+]]
+
+hints['<statement>'] = [[
+<statement>         -- execute a statement in the current context|
+
+Any line that is not a command is run as a Lua statement in the context
+of the level set; "=exp" prints the value of exp. Locals and upvalues that
+the statement changes are written back to the program (unless set to nil
+or false). Errors are shown as "Compile error: ..." or "Run error: ...".
+]]
+
+hints.what = [[
+what <func>         -- show where <func> is defined (if known)|
+
+Looks the function up in the context and prints its kind, source file and
+first and last line; for anything else "<value> is not a function".
+Replies "Bad request" without a name.
+]]
+
+--}}}
+--{{{ output helpers
+
+local function pack(...)
+  return { n = select('#', ...), ... }
+end
+
+local function out(...)
+  io.write(...)
+  io.flush()
+end
+
+local function thread_prefix()
+  if current_thread ~= 'main' then
+    return '[' .. tostring(current_thread) .. '] '
+  end
+  return ''
+end
+
+local function normalise_file(source)
+  local file = source or '?'
+  if ssub(file, 1, 1) == '@' then file = ssub(file, 2) end
+  if IsWindows then file = slower(file) end
+  return file
+end
+
+--}}}
+--{{{ dumping values
+
+local dumpvisited
+
+local function dumpval(level, name, value, limit)
+  local label
+  if type(name) == 'number' then
+    label = sformat('[%d] = ', name)
+  elseif name == '__VARSLEVEL__' or name == '__ENVIRONMENT__' or name == '__GLOBALS__'
+      or name == '__UPVALUES__' or name == '__LOCALS__' then
+    return
+  elseif type(name) == 'string' and sfind(name, '^[_%a][_.%w]*$') then
+    label = name .. ' = '
+  else
+    label = sformat('[%q] = ', tostring(name))
+  end
+  local indent = srep('  ', level)
+  if type(value) == 'table' then
+    if dumpvisited[value] then
+      out(indent, label, 'ref', sformat('%q', tostring(value)), ';\n')
+    else
+      dumpvisited[value] = true
+      if limit > 0 and level + 1 >= limit then
+        out(indent, label, tostring(value), '\n')
+      else
+        out(indent, label, '{  -- ', tostring(value), '\n')
+        for k, v in pairs(value) do
+          dumpval(level + 1, k, v, limit)
+        end
+        out(indent, '};\n')
+      end
+    end
+  elseif type(value) == 'string' then
+    if #value > 40 then
+      out(indent, label, '[[', value, ']];\n')
+    else
+      out(indent, label, sformat('%q', value), ';\n')
+    end
+  else
+    out(indent, label, tostring(value), ';\n')
+  end
+end
+
+local function dumpvar(value, limit, name)
+  dumpvisited = {}
+  dumpval(0, name or tostring(value), value, limit or 0)
+  dumpvisited = nil
+end
+
+--}}}
+--{{{ contexts
+
+-- Context of the function at stack level ref + level, counted from the
+-- caller of capture_vars (level 1 of the debugged code when ref is the
+-- number of frames between the caller and the debugged function).
+local function capture_vars(ref, level, line)
+  local lvl = ref + level
+  local ar = getinfo(lvl, 'fSl')
+  if not ar then return {}, '?', 0 end
+
+  local vars = { __UPVALUES__ = {}, __LOCALS__ = {} }
+  local known = {}
+  local func, env = ar.func, nil
+  if func then
+    local i = 1
+    while true do
+      local name, value = getupvalue(func, i)
+      if not name then break end
+      if name ~= '' and ssub(name, 1, 1) ~= '(' then
+        vars[name] = value
+        vars.__UPVALUES__[i] = name
+        known[name] = true
+      end
+      i = i + 1
+    end
+    env = getfenv(func)
+    vars.__ENVIRONMENT__ = env
+  end
+  vars.__GLOBALS__ = getfenv(0)
+
+  local i = 1
+  while true do
+    local name, value = getlocal(lvl, i)
+    if not name then break end
+    if ssub(name, 1, 1) ~= '(' then
+      vars[name] = value
+      vars.__LOCALS__[i] = name
+      known[name] = true
+    end
+    i = i + 1
+  end
+  vars.__VARSLEVEL__ = level
+
+  if func then
+    -- names that are not locals or upvalues live in the function's
+    -- environment; a local or upvalue that is nil stays in the context
+    setmetatable(vars, {
+      __index = function(t, k)
+        if known[k] then return nil end
+        return env[k]
+      end,
+      __newindex = function(t, k, v)
+        if known[k] then rawset(t, k, v) else env[k] = v end
+      end,
+    })
+  end
+
+  return vars, normalise_file(ar.source), line or ar.currentline
+end
+
+-- Writes the locals and upvalues of a context back into its stack level
+-- (same ref convention as capture_vars). nil and false are not written.
+local function restore_vars(ref, vars)
+  if type(vars) ~= 'table' then return end
+  local level = rawget(vars, '__VARSLEVEL__')
+  if not level then return end
+  level = level + ref
+
+  local written = {}
+  local i = 1
+  while true do
+    local name = getlocal(level, i)
+    if not name then break end
+    if ssub(name, 1, 1) ~= '(' then
+      local value = rawget(vars, name)
+      if value then
+        setlocal(level, i, value)
+        written[name] = true
+      end
+    end
+    i = i + 1
+  end
+
+  local ar = getinfo(level, 'f')
+  if not ar or not ar.func then return end
+  i = 1
+  while true do
+    local name = getupvalue(ar.func, i)
+    if not name then break end
+    if name ~= '' and ssub(name, 1, 1) ~= '(' and not written[name] then
+      local value = rawget(vars, name)
+      if value then
+        setupvalue(ar.func, i, value)
+        written[name] = true
+      end
+    end
+    i = i + 1
+  end
+end
+
+--}}}
+--{{{ stack trace
+
+-- Captures the stack from level l + 1 (counted from the caller of tracestack).
+local function tracestack(l)
+  traceinfo = { pausemsg = pausemsg }
+  local i = l + 1
+  while true do
+    local ar = getinfo(i)
+    if not ar then break end
+    tinsert(traceinfo, ar)
+    if ar.what ~= 'C' then
+      local names, values = {}, {}
+      local j = 1
+      while true do
+        local name, value = getlocal(i, j)
+        if not name then break end
+        if ssub(name, 1, 1) ~= '(' then
+          tinsert(names, name)
+          values[#names] = value
+        end
+        j = j + 1
+      end
+      if #names > 0 then ar.lnames, ar.lvalues = names, values end
+    end
+    if ar.func then
+      local names, values = {}, {}
+      local j = 1
+      while true do
+        local name, value = getupvalue(ar.func, j)
+        if not name then break end
+        if ssub(name, 1, 1) ~= '(' then
+          tinsert(names, name)
+          values[#names] = value
+        end
+        j = j + 1
+      end
+      if #names > 0 then ar.unames, ar.uvalues = names, values end
+    end
+    i = i + 1
+  end
+end
+
+local function trace(set)
+  for level, ar in ipairs(traceinfo) do
+    out('[', level, ']', (level == set) and '***' or '', '\t',
+        tostring(ar.name or ar.what), ' in ', tostring(ar.short_src), ':',
+        tostring(ar.currentline), '\n')
+  end
+end
+
+--}}}
+--{{{ source listing
+
+local function show(file, line, before, after)
+  line   = tonumber(line) or 1
+  before = tonumber(before) or 10
+  after  = tonumber(after) or before
+
+  if not sfind(file, '%.') then file = file .. '.lua' end
+
+  local f = io.open(file, 'r')
+  if not f then
+    local path = (package and package.path) or LUA_PATH or ''
+    local name = sgsub(file, '%%', '%%%%')
+    for entry in gmatch(path, '[^;]+') do
+      f = io.open((sgsub(entry, '%?%.lua', name)), 'r')
+      if f then break end
+    end
+    if not f then
+      out('Cannot find ', file, '\n')
+      return
+    end
+  end
+
+  local i = 0
+  for l in f:lines() do
+    i = i + 1
+    if i >= line - before then
+      if i > line + after then break end
+      if i == line then
+        out(i, '***\t', l, '\n')
+      else
+        out(i, '\t', l, '\n')
+      end
+    end
+  end
+  f:close()
+end
+
+--}}}
+--{{{ breakpoints
+
+local function set_breakpoint(file, line)
+  if IsWindows then file = slower(file) end
+  if not breakpoints[line] then breakpoints[line] = {} end
+  breakpoints[line][file] = true
+end
+
+local function remove_breakpoint(file, line)
+  if IsWindows then file = slower(file) end
+  if breakpoints[line] then breakpoints[line][file] = nil end
+end
+
+-- 'sloppy' file names: a key matches the whole name or any tail of it that
+-- follows a ':' or '/' (not a backslash), with or without the extension
+local function has_breakpoint(file, line)
+  local keys = breakpoints[line]
+  if not keys or not file then return false end
+  local noext = sgsub(file, '%..*$', '', 1)
+  if noext == file then noext = nil end
+  local function try(name)
+    if IsWindows then name = slower(name) end
+    while name do
+      if keys[name] then return true end
+      name = smatch(name, '^[^:/]*[:/](.*)$')
+    end
+    return false
+  end
+  if try(file) then return true end
+  if noext and try(noext) then return true end
+  return false
+end
+
+--}}}
+--{{{ tracing
+
+local function trace_entry(ev, depth, file, line, name)
+  if depth < 0 then depth = 0 end
+  out(thread_prefix(), sformat('%08.2f:%02i.', os.clock(), depth),
+      srep('.', depth % 32), tostring(file or '?'), ' (', tostring(line or '?'),
+      ') ', tostring(name or '?'), ' (', ev, ')\n')
+end
+
+-- levels: 1 trace_event, 2 debug_hook, level + 1 the function of the event
+local function trace_event(event, line, level)
+  local th = current_thread
+  if event == 'return' and trace_returns then
+    local ar = getinfo(level + 1, 'Sln')
+    if ar then
+      ret_file, ret_line, ret_name = normalise_file(ar.source), ar.currentline, ar.name
+    end
+  end
+  if event ~= 'line' then return end
+  local slevel = level_of(stack_level, th)
+  local tlevel = level_of(trace_level, th)
+  if trace_calls and slevel > tlevel then
+    local caller = getinfo(level + 2, 'Sl')
+    local called = getinfo(level + 1, 'n')
+    trace_entry('c', slevel - 1, caller and normalise_file(caller.source),
+                caller and caller.currentline, called and called.name)
+  end
+  if trace_returns and slevel < tlevel then
+    trace_entry('r', slevel, ret_file, ret_line, ret_name)
+  end
+  if trace_lines then
+    local ar = getinfo(level + 1, 'Sn')
+    trace_entry('l', slevel, ar and normalise_file(ar.source), line, ar and ar.name)
+  end
+  trace_level[th] = slevel
+end
+
+--}}}
+--{{{ the command loop
+
+local function report(ev, vars, file, line, idx_watch)
+  vars = vars or {}
+  file = file or '?'
+  line = line or 0
+  local prefix = thread_prefix()
+  if ev == events.STEP then
+    out(prefix, 'Paused at file: ', file, ' (', line, ') (',
+        level_of(stack_level, current_thread), ')\n')
+  elseif ev == events.BREAK then
+    out(prefix, 'Paused at file: ', file, ' (', line, ') (',
+        level_of(stack_level, current_thread), ') (breakpoint)\n')
+  elseif ev == events.WATCH or ev == events.SET then
+    -- nothing (the watch line is deliberately not shown)
+  else
+    out(prefix, 'Error in application file: ', file, ' (', line, ')\n')
+  end
+  if ev ~= events.SET then
+    if pausemsg and pausemsg ~= '' then
+      out('Message: ', tostring(pausemsg), '\n')
+    end
+    pausemsg = ''
+  end
+  return vars, file, line
+end
+
+local function debugger_loop()
+  out('Lua Debugger - Version ', VERSION, '\n')
+  out('Designed to work with the Tarn for Windows IDE\n')
+  out(WEB_ADDRESS, '\n')
+  out('\n')
+  out("Type 'help' for commands\n")
+
+  local command, args
+
+  -- reads the arguments of the current line by a specification string
+  local function getargs(spec)
+    local res = {}
+    local pos = 1
+    for i = 1, #spec do
+      local c = ssub(spec, i, i)
+      local _, e, arg = sfind(args, '^%s*([%w%p]*)', pos)
+      if e then pos = e + 1 else arg = '' end
+      if c == 'F' then
+        if arg == '' or arg == '-' then arg = breakfile end
+      elseif c == 'L' then
+        if arg == '' or arg == '-' then arg = breakline end
+        arg = tonumber(arg or '') or 0
+      elseif c == 'N' then
+        arg = tonumber(arg) or 0
+      end
+      res[i] = arg or ''
+    end
+    return unpack(res, 1, #spec)
+  end
+
+  local function resume_program(what)
+    eval_env, breakfile, breakline = report(coyield(what))
+  end
+
+  while true do
+    out('[DEBUG]> ')
+    local line = io.read('*l')
+    if line == nil then
+      out('\n')
+      line = 'exit'
+    end
+    line = sgsub(line, '\r$', '')   -- a CR-LF line end from a Windows pipe
+
+    local s, e = sfind(line, '^[a-z]+')
+    if s then
+      command = ssub(line, s, e)
+      args = sgsub(ssub(line, e + 1), '^%s*', '')
+    else
+      command = ''
+      args = ''
+    end
+
+    if command == 'setb' then
+      local ln, file = getargs('LF')
+      if file ~= '' then
+        set_breakpoint(file, ln)
+        out('Breakpoint set in file ', file, ' line ', ln, '\n')
+      else
+        out('Bad request\n')
+      end
+
+    elseif command == 'delb' then
+      local ln, file = getargs('LF')
+      if file ~= '' then
+        remove_breakpoint(file, ln)
+        out('Breakpoint deleted from file ', file, ' line ', ln, '\n')
+      else
+        out('Bad request\n')
+      end
+
+    elseif command == 'delallb' then
+      breakpoints = {}
+      out('All breakpoints deleted\n')
+
+    elseif command == 'listb' then
+      for ln, files in pairs(breakpoints) do
+        for file in pairs(files) do
+          out('Break at: ', ln, ' in ', file, '\n')
+        end
+      end
+
+    elseif command == 'setw' then
+      if args ~= '' then
+        local func = loadstring('return(' .. args .. ')')
+        local idx = #watches + 1
+        watches[idx] = { func = func, exp = args }
+        out('Set watch exp no. ', idx, '\n')
+      else
+        out('Bad request\n')
+      end
+
+    elseif command == 'delw' then
+      local idx = tonumber((getargs('S')))
+      if idx then
+        watches[idx] = nil
+        out('Watch expression deleted\n')
+      else
+        out('Bad request\n')
+      end
+
+    elseif command == 'delallw' then
+      watches = {}
+      out('All watch expressions deleted\n')
+
+    elseif command == 'listw' then
+      local keys = {}
+      for k in pairs(watches) do tinsert(keys, k) end
+      tsort(keys)
+      for _, k in ipairs(keys) do
+        out('Watch exp. ', k, ': ', watches[k].exp, '\n')
+      end
+
+    elseif command == 'run' then
+      step_into = false
+      step_over = false
+      resume_program('cont')
+
+    elseif command == 'step' then
+      step_over  = false
+      step_into  = true
+      step_lines = tonumber((getargs('S'))) or 1
+      resume_program('cont')
+
+    elseif command == 'over' then
+      step_into  = false
+      step_over  = true
+      step_lines = tonumber((getargs('S'))) or 1
+      step_level[current_thread] = level_of(stack_level, current_thread)
+      resume_program('cont')
+
+    elseif command == 'out' then
+      step_into  = false
+      step_over  = true
+      step_lines = 1
+      step_level[current_thread] = level_of(stack_level, current_thread)
+                                   - (tonumber((getargs('S'))) or 1)
+      resume_program('cont')
+
+    elseif command == 'goto' then
+      local ln = tonumber((getargs('S')))
+      if ln and breakfile then
+        step_into = false
+        step_over = false
+        if has_breakpoint(breakfile, ln) then
+          resume_program('cont')
+        else
+          local file = breakfile
+          set_breakpoint(file, ln)
+          resume_program('cont')
+          if breakfile == file and breakline == ln then
+            remove_breakpoint(file, ln)
+          end
+        end
+      else
+        out('Bad request\n')
+      end
+
+    elseif command == 'set' then
+      if args ~= '' then
+        resume_program((getargs('S')))
+      end
+      local level = eval_env.__VARSLEVEL__
+      if level then
+        out('Level: ', level, '\n')
+      else
+        out('No level set\n')
+      end
+
+    elseif command == 'vars' then
+      dumpvar(eval_env, getargs('N') + 1, 'variables')
+
+    elseif command == 'glob' then
+      dumpvar(eval_env.__GLOBALS__, getargs('N') + 1, 'globals')
+
+    elseif command == 'fenv' then
+      dumpvar(eval_env.__ENVIRONMENT__, getargs('N') + 1, 'environment')
+
+    elseif command == 'ups' then
+      dumpvar(eval_env.__UPVALUES__, 2, 'upvalues')
+
+    elseif command == 'locs' then
+      dumpvar(eval_env.__LOCALS__, 2, 'upvalues')
+
+    elseif command == 'what' then
+      local name = getargs('V')
+      if name ~= '' then
+        local v = eval_env
+        for w in gmatch(name, '[%w_]+') do
+          v = v[w]
+          if not v then break end
+        end
+        if type(v) == 'function' then
+          local def = getinfo(v, 'S')
+          out(def.what, ' in ', def.short_src, ' ', def.linedefined, '..',
+              def.lastlinedefined, '\n')
+        else
+          out(tostring(v), ' is not a function\n')
+        end
+      else
+        out('Bad request\n')
+      end
+
+    elseif command == 'dump' then
+      local name, depth = getargs('VN')
+      if name ~= '' then
+        if depth == 0 then depth = 1 end
+        local v = eval_env
+        local n
+        for w in gmatch(name, '[^%.]+') do
+          if sfind(w, '^%d+$') then v = v[tonumber(w)] else v = v[w] end
+          if n then n = n .. '.' .. w else n = w end
+          if not v then break end
+        end
+        dumpvar(v, depth + 1, n)
+      else
+        out('Bad request\n')
+      end
+
+    elseif command == 'show' then
+      local ln, file, before, after = getargs('LFNN')
+      if before == 0 then before = 10 end
+      if after == 0 then after = before end
+      if file ~= '' and file ~= '=stdin' then
+        show(file, ln, before, after)
+      else
+        out('Nothing to show\n')
+      end
+
+    elseif command == 'poff' then
+      pause_off = true
+
+    elseif command == 'pon' then
+      pause_off = false
+
+    elseif command == 'tron' then
+      trace_calls   = sfind(args, 'c') ~= nil
+      trace_returns = sfind(args, 'r') ~= nil
+      trace_lines   = sfind(args, 'l') ~= nil
+
+    elseif command == 'trace' then
+      trace(type(eval_env) == 'table' and rawget(eval_env, '__VARSLEVEL__') or nil)
+
+    elseif command == 'info' then
+      dumpvar(traceinfo, 0, 'traceinfo')
+
+    elseif command == 'pause' then
+      out('pause() should only be used in the script you are debugging\n')
+
+    elseif command == 'help' then
+      local topic = getargs('S')
+      if topic ~= '' and hints[topic] then
+        out(hints[topic], '\n')
+      else
+        for _, name in ipairs(hint_order) do
+          out((smatch(hints[name], '^(.*)|')), '\n')
+        end
+      end
+
+    elseif command == 'exit' then
+      return 'stop'
+
+    elseif line ~= '' then
+      -- a statement, executed in the context
+      local src = sgsub(line, '^=', 'return ')
+      local ok, func = pcall(loadstring, src)
+      if not ok then
+        out('Compile error: ', tostring(func), '\n')
+      elseif not func then
+        out('Compile error: ', line, '\n')
+      else
+        setfenv(func, eval_env)
+        local res = pack(pcall(func))
+        local n = res.n
+        if res[1] then
+          if res[2] then
+            local texts = {}
+            for k = 2, n do texts[k - 1] = tostring(res[k]) .. '\t' end
+            out(tconcat(texts), '\n')
+          end
+          resume_program(0)
+        else
+          out('Run error: ', tostring(res[2]), '\n')
+        end
+      end
+    end
+  end
+end
+
+-- Runs the command loop for a stop and acts on what it yields. ref is the
+-- number of frames between drive's caller's callees and the stopped
+-- function (see capture_vars). Returns true when the program goes on under
+-- the debugger, false when the session has been closed.
+local function drive(ref, ev, vars, file, line, idx)
+  local last = 1
+  local ok, nxt = coresume(coro_debugger, ev, vars, file, line, idx)
+  while true do
+    if not ok then
+      started = false
+      sethook()
+      error(nxt, 0)
+    end
+    if nxt == 'cont' then
+      return true
+    elseif nxt == 'stop' then
+      started = false
+      sethook()
+      return false
+    elseif tonumber(nxt) then
+      local n = tonumber(nxt)
+      if n == 0 then n = last end
+      last = n
+      restore_vars(ref, vars)
+      vars, file, line = capture_vars(ref, n)
+      ok, nxt = coresume(coro_debugger, events.SET, vars, file, line, idx)
+    else
+      out('Unknown command from debugger_loop: ', tostring(nxt), '\n')
+      out('Stopping debugger\n')
+      nxt = 'stop'
+    end
+  end
+end
+
+--}}}
+--{{{ the hook
+
+-- level: frames between debug_hook and the function of the event minus one
+-- (2 when called by Lua as the hook, 3 through a coroutine's hook wrapper)
+local function debug_hook(event, line, level, thread)
+  if not started then
+    sethook()
+    return
+  end
+  current_thread = thread or 'main'
+  level = level or 2
+  io.flush()
+  if event ~= 'call' and event ~= 'return' then
+    local ar = getinfo(level, 'Slf')  -- 1 debug_hook, level the event's function
+    if ar and ar.source == AGENT_SOURCE and stop_here[ar.func] ~= ar.currentline then
+      return
+    end
+  end
+  trace_event(event, line, level)
+
+  local th = current_thread
+  if event == 'call' then
+    stack_level[th] = level_of(stack_level, th) + 1
+  elseif event == 'return' then
+    local l = level_of(stack_level, th) - 1
+    if l < 0 then l = 0 end
+    stack_level[th] = l
+  else
+    -- line events, and deliberately also 'tail return'
+    local vars, file, ln = capture_vars(level, 1, line)
+    local ev, idx
+
+    for i, w in pairs(watches) do
+      if w.func then
+        setfenv(w.func, vars)
+        local ok, res = pcall(w.func)
+        if ok and res then
+          ev, idx = events.WATCH, i
+          break
+        end
+      end
+    end
+
+    if not ev then
+      local slevel = level_of(stack_level, th)
+      if step_into or (step_over and (slevel <= level_of(step_level, th) or slevel == 0)) then
+        step_lines = step_lines - 1
+        if step_lines < 1 then ev = events.STEP end
+      end
+    end
+
+    if not ev and has_breakpoint(file, ln) then ev = events.BREAK end
+
+    if not ev then return end
+
+    tracestack(level)
+    drive(level + 1, ev, vars, file, ln, idx or 0)
+  end
+end
+
+--}}}
+--{{{ public functions
+
+-- NB: the line layout of pause() matters: after the flags are set exactly
+-- one more line event (the final 'end') happens inside pause, so with
+-- lines = 2 the program stops on the line after the pause() call.
+local function pause_impl(x)
+  if pause_off then return end
+  pausemsg = x or 'pause'
+  local lines = 2
+  local caller = getinfo(2, 'S')
+  if caller and caller.short_src == 'stdin' then lines = 1 end
+  if started then
+    step_lines = lines
+    step_into  = true
+  else
+    coro_debugger = cocreate(debugger_loop)   -- before the hook: no hook in it
+    current_thread = 'main'
+    trace_level.main = 0
+    step_level.main  = 0
+    stack_level.main = 1
+    step_lines = lines
+    step_into  = true
+    started    = true
+    sethook(debug_hook, 'crl')
+  end
+end
+pause = pause_impl
+stop_here[pause_impl] = getinfo(pause_impl, 'S').lastlinedefined
+
+function dump(v, depth)
+  dumpvar(v, (depth or 1) + 1, tostring(v))
+end
+
+-- Host entry: open a session and run the command loop now, before the
+-- program's first line (see the comment at the top of this file).
+local function start(msg)
+  if started then
+    if msg then pausemsg = msg end
+    step_lines = 1
+    step_into  = true
+    return
+  end
+  pausemsg = msg or ''
+  coro_debugger = cocreate(debugger_loop)
+  current_thread = 'main'
+  trace_level.main = 0
+  step_level.main  = 0
+  stack_level.main = 1
+  step_lines = 1
+  step_into  = true
+  started    = true
+  tracestack(2)
+  local vars, file, line = capture_vars(2, 1)
+  if not drive(3, events.STEP, vars, file, line, 0) then return end
+  return sethook(debug_hook, 'crl')   -- NB: the last line event of start()
+end
+
+-- coroutines created under the debugger run with the same hook, told
+-- which coroutine they belong to
+local function hooked_body(f, hook, mask, count)
+  return function(...)
+    local co = corunning()
+    stack_level[co] = 0
+    trace_level[co] = 0
+    step_level[co]  = 0
+    local function thread_hook(event, line)
+      hook(event, line, 3, co)
+    end
+    thread_hooks[thread_hook] = true
+    sethook(thread_hook, mask, count) return f(...)   -- NB: one line
+  end
+end
+
+local function current_hook()
+  local hook, mask, count = gethook()
+  if type(hook) ~= 'function' then return nil end
+  if thread_hooks[hook] then hook = debug_hook end
+  return hook, mask, count
+end
+
+function coroutine.create(f)
+  local hook, mask, count = current_hook()
+  if hook then return cocreate(hooked_body(f, hook, mask, count)) end
+  return cocreate(f)
+end
+
+function coroutine.wrap(f)
+  local hook, mask, count = current_hook()
+  if hook then return cowrap(hooked_body(f, hook, mask, count)) end
+  return cowrap(f)
+end
+
+-- debug.traceback: the former result, after pause(message)
+local function traceback(...)
+  local n = select('#', ...)
+  local a1, a2 = ...
+  local result, msg
+  if type(a1) == 'thread' then
+    result = former_traceback(...)
+    msg = select(2, ...)
+  elseif n == 0 then
+    result = former_traceback()
+  elseif type(a1) ~= 'string' and type(a1) ~= 'number' then
+    result, msg = a1, a1
+  else
+    result = former_traceback(a1, (tonumber(a2) or 1) + 1)   -- skip this wrapper
+    msg = a1
+  end
+  pause_impl(msg)
+  return result   -- NB: the line before the final 'end' (see stop_here)
+end
+stop_here[traceback] = getinfo(traceback, 'S').lastlinedefined - 1
+debug.traceback = traceback
+_TRACEBACK = traceback
+
+--}}}
+
+local M = {
+  pause     = pause_impl,
+  dump      = dump,
+  start     = start,
+  traceback = traceback,
+  version   = VERSION,
+}
+
+if package and package.loaded and package.loaded.debugger == nil then
+  package.loaded.debugger = M
+end
+
+return M

@@ -1,0 +1,258 @@
+-- Test cases for run_tests.lua. Each case: prog (in programs/), mode ('start':
+-- lua5.1 -e "require('debugger').start()" prog, the host entry; 'pause': lua5.1
+-- -l debugger prog, the program calls pause(); 'host': host.lua loads the agent
+-- from a buffer), os (value of OS), path (LUA_PATH), input (command lines), and
+-- checks: expect (the whole output), contains, absent, matches, order, block.
+local ctx = ...
+local P = '[DEBUG]> '
+local banner = { 'Lua Debugger - Version 1.20', 'Designed to work with the Tarn for Windows IDE',
+                 'http://www.brennick.example/tarn/', '', "Type 'help' for commands" }
+local function T(...)   -- the banner followed by the given lines
+  local t = {}
+  for _, l in ipairs(banner) do t[#t + 1] = l end
+  for _, l in ipairs({ ... }) do t[#t + 1] = l end
+  return t
+end
+local function stop(file, line, level, bp)
+  return 'Paused at file: ' .. file .. ' (' .. line .. ') (' .. level .. ')' .. (bp and ' (breakpoint)' or '')
+end
+
+local summaries = {
+  "pause(msg)          -- start/resume a debugger session", "poff                -- turn off pause() command",
+  "pon                 -- turn on pause() command", "setb [line file]    -- set a breakpoint to line/file",
+  "delb [line file]    -- removes a breakpoint", "delallb             -- removes all breakpoints",
+  "setw <exp>          -- adds a new watch expression", "delw <index>        -- removes the watch expression at index",
+  "delallw             -- removes all watch expressions", "run                 -- run until next breakpoint or watch expression",
+  "step [N]            -- run next N lines, stepping into function calls", "over [N]            -- run next N lines, stepping over function calls",
+  "out [N]             -- run lines until stepped out of N functions", "goto <line>         -- step to line number <line> in the current file",
+  "listb               -- lists breakpoints", "listw               -- lists watch expressions",
+  "set [level]         -- set context to stack level, omitted=show", "vars [depth]        -- list context locals to depth, omitted=1",
+  "fenv [depth]        -- list context function env to depth, omitted=1", "glob [depth]        -- list globals to depth, omitted=1",
+  "ups                 -- list all the upvalue names", "locs                -- list all the locals names",
+  "dump <var> [depth]  -- dump all fields of variable to depth", "tron [crl]          -- turn trace on for (c)alls, (r)etuns, (l)lines",
+  "trace               -- dumps a stack trace", "info                -- dumps the complete debug info captured",
+  "show line file X Y  -- show X lines before and Y after line in file", "exit                -- exits debugger, re-start it using pause()",
+  "help [command]      -- show this list or help for command", "<statement>         -- execute a statement in the current context",
+  "what <func>         -- show where <func> is defined (if known)",
+}
+
+local cases = {}
+local function add(c) cases[#cases + 1] = c end
+
+--{{{ session start (host entry), stepping, breakpoints
+add { name = 'start: step runs from the first line', prog = 'basic.lua',
+  input = { 'step', 'step', 'step', 'step', 'step', 'step', 'step', 'step' },
+  expect = T(P .. stop('basic.lua', 1, 1), P .. stop('basic.lua', 2, 1), P .. stop('basic.lua', 3, 1),
+             P .. stop('basic.lua', 8, 1), P .. stop('basic.lua', 12, 1), P .. stop('basic.lua', 13, 1),
+             P .. stop('basic.lua', 5, 2), P .. stop('basic.lua', 6, 2), P, 'x=3 y=6 count=2 later=nil') }
+add { name = 'start: breakpoints sent at start, run, setb/delb/listb replies', prog = 'basic.lua',
+  input = { 'setb 6 basic.lua', 'setb', 'delb', 'listb', 'run', '=a', 'delb 6 basic.lua', 'listb', 'run' },
+  expect = T(P .. 'Breakpoint set in file basic.lua line 6', P .. 'Bad request', P .. 'Bad request',
+             P .. 'Break at: 6 in basic.lua', P .. stop('basic.lua', 6, 2, true), P .. '1\t',
+             P .. 'Breakpoint deleted from file basic.lua line 6', P .. P .. 'x=3 y=6 count=2 later=nil') }
+add { name = 'command syntax: empty line, no command word, CR-LF, step3', prog = 'tail.lua',
+  input = { '', 'STEP', 'step\r', 'step1', 'exit' },
+  expect = T(P .. P .. 'Compile error: STEP', P .. stop('tail.lua', 1, 1), P .. stop('tail.lua', 2, 1), P .. 'v=1') }
+add { name = 'tail calls: level kept, tail return treated as a line', prog = 'tail.lua',
+  input = { 'step', 'step', 'step', 'step', 'step', 'step' },
+  expect = T(P .. stop('tail.lua', 1, 1), P .. stop('tail.lua', 2, 1), P .. stop('tail.lua', 3, 1),
+             P .. stop('tail.lua', 2, 2), P .. stop('tail.lua', 1, 3), P .. stop('tail.lua', 1, 2), P, 'v=1') }
+--}}}
+--{{{ statements, context and write-back
+add { name = 'statements in the context', prog = 'basic.lua',
+  input = { 'step 6', 'later = 5', '=later', '=type(rawget(_G, "later"))', 'what add', 'what t.name', 'what print',
+            'what', 'dump t.list', 'dump t.list.2', 'step3', '=a, b', '=sum', 'sum = 40', '=sum', '=1, nil, 3',
+            '=nil', '=false, 1', 'x = = 1', '=nosuch.field', 'count = 7', 'ups', 'locs', 'vars', 'run' },
+  expect = T(P .. stop('basic.lua', 13, 1), P .. P .. '5\t', P .. 'nil\t', P .. 'Lua in basic.lua 4..8',
+             P .. 'basic is not a function', P .. 'C in [C] -1..-1', P .. 'Bad request',
+             P .. 't.list = {  -- table: 0x?', '  [1] = 10;', '  [2] = 20;', '  [3] = 30;', '};',
+             P .. 't.list.2 = 20;', P .. stop('basic.lua', 7, 2), P .. '1\t2\t', P .. '3\t', P .. P .. '40\t',
+             P .. '1\tnil\t3\t', P .. P .. P .. 'Compile error: x = = 1',
+             P .. 'Run error: [string "return nosuch.field"]:1: attempt to index global \'nosuch\' (a nil value)',
+             P .. P .. 'upvalues = {  -- table: 0x?', '  [1] = "count";', '};',
+             P .. 'upvalues = {  -- table: 0x?', '  [1] = "a";', '  [2] = "b";', '  [3] = "sum";', '};',
+             P .. 'variables = table: 0x?', P .. 'x=40 y=80 count=8 later=5') }
+add { name = 'vars/glob/fenv depths', prog = 'basic.lua',
+  input = { 'step 6', 'vars 1', 'dump t 2', 'glob', 'fenv', 'fenv 0', 'glob 1', 'run' },
+  contains = { P .. 'variables = {  -- table: 0x?', '  count = 0;', '  t = table: 0x?', '  add = function: 0x?;',
+               '  name = "basic";', '    [3] = 30;', P .. 'globals = table: 0x?', P .. 'environment = table: 0x?',
+               '  print = function: 0x?;', '  dump = function: 0x?;', '  pause = function: 0x?;' },
+  absent = { '__VARSLEVEL__', '__GLOBALS__', '__LOCALS__' } }
+add { name = 'first prompt: eval_env is nil, the error reaches the program', prog = 'errors.lua',
+  input = { 'glob' },
+  matches = { "attempt to index global 'eval_env' %(a nil value%)" }, absent = { 'pcall:' } }
+--}}}
+--{{{ levels: set, trace, out, goto, over
+add { name = 'set and trace', prog = 'nested.lua',
+  input = { 'setb 2 nested.lua', 'run', 'trace', 'set 2', '=n', 'trace', 'set', 'setb 7', 'delb 2 nested.lua',
+            'listb', 'out 2', 'set 9', 'set 0', 'run' },
+  expect = T(P .. 'Breakpoint set in file nested.lua line 2', P .. stop('nested.lua', 2, 4, true),
+             P .. '[1]***\tc in nested.lua:2', '[2]\tb in nested.lua:6', '[3]\ta in nested.lua:10',
+             '[4]\tmain in nested.lua:13', '[5]\tC in [C]:-1', P .. 'Level: 2', P .. '1\t',
+             P .. '[1]\tc in nested.lua:2', '[2]***\tb in nested.lua:6', '[3]\ta in nested.lua:10',
+             '[4]\tmain in nested.lua:13', '[5]\tC in [C]:-1', P .. 'Level: 2',
+             P .. 'Breakpoint set in file nested.lua line 7', P .. 'Breakpoint deleted from file nested.lua line 2',
+             P .. 'Break at: 7 in nested.lua', P .. stop('nested.lua', 7, 3, true), P .. 'No level set',
+             P .. 'No level set', P .. stop('nested.lua', 7, 3, true), P, 'r=13') }
+add { name = 'out 2 and goto (temporary breakpoint removed)', prog = 'nested.lua',
+  input = { 'setb 2 nested.lua', 'run', 'delallb', 'out 2', 'goto 3', 'listb', 'run' },
+  expect = T(P .. 'Breakpoint set in file nested.lua line 2', P .. stop('nested.lua', 2, 4, true),
+             P .. 'All breakpoints deleted', P .. stop('nested.lua', 11, 2), P .. stop('nested.lua', 3, 4, true),
+             P .. P .. 'r=13') }
+add { name = 'goto stopped elsewhere first: the temporary breakpoint stays', prog = 'nested.lua',
+  input = { 'step', 'setb 2 nested.lua', 'goto 3', 'delb 2 nested.lua', 'listb', 'run' },
+  expect = T(P .. stop('nested.lua', 4, 1), P .. 'Breakpoint set in file nested.lua line 2',
+             P .. stop('nested.lua', 2, 4, true), P .. 'Breakpoint deleted from file nested.lua line 2',
+             P .. 'Break at: 3 in nested.lua', P .. stop('nested.lua', 3, 4, true), P, 'r=13') }
+add { name = 'goto keeps a breakpoint, over N, setb defaults, set abc ends the session', prog = 'nested.lua',
+  input = { 'goto 3', 'step', 'over', 'over', 'setb 3 nested.lua', 'goto 3', 'listb', 'goto x', 'out', 'over 2',
+            'setb', 'delallb', 'set abc', 'step' },
+  expect = T(P .. 'Bad request', P .. stop('nested.lua', 4, 1), P .. stop('nested.lua', 8, 1),
+             P .. stop('nested.lua', 12, 1), P .. 'Breakpoint set in file nested.lua line 3',
+             P .. stop('nested.lua', 3, 4, true), P .. 'Break at: 3 in nested.lua', P .. 'Bad request',
+             P .. stop('nested.lua', 7, 3), P .. stop('nested.lua', 14, 1),
+             P .. 'Breakpoint set in file nested.lua line 14', P .. 'All breakpoints deleted',
+             P .. 'Unknown command from debugger_loop: abc', 'Stopping debugger', 'r=13') }
+--}}}
+--{{{ pause(), sessions, poff/pon, level 0
+add { name = 'pause: stop after pause(), messages, over at level 0, exit and a new session', prog = 'pausing.lua',
+  mode = 'pause', input = { 'over', 'step', '=acc', 'exit', 'step', 'poff', 'run' },
+  expect = T(P .. stop('pausing.lua', 10, 0), 'Message: first', P .. stop('pausing.lua', 11, 0), 'Message: second',
+             P .. P .. banner[1], banner[2], banner[3], banner[4], banner[5], P .. 'a=6 b=10') }
+add { name = 'pause: poff ignores pause(), pause command', prog = 'pausing.lua', mode = 'pause',
+  input = { 'pause', 'poff', 'run' },
+  expect = T(P .. 'pause() should only be used in the script you are debugging', P .. P .. 'a=6 b=10') }
+add { name = 'pause: pon, pause() in an open session stops after it', prog = 'pausing.lua', mode = 'pause',
+  input = { 'poff', 'pon', 'run', 'run' },
+  expect = T(P .. P .. P .. stop('pausing.lua', 11, 0), 'Message: second', P .. stop('pausing.lua', 13, 0),
+             'Message: third', P, 'a=6 b=10') }
+add { name = 'pause: out at level 0 stops on the next level-0 line', prog = 'pausing.lua', mode = 'pause',
+  input = { 'out', 'step', 'step', 'out', 'run' },
+  expect = T(P .. stop('pausing.lua', 10, 0), 'Message: first', P .. stop('pausing.lua', 11, 0), 'Message: second',
+             P .. stop('pausing.lua', 2, 1), P .. stop('pausing.lua', 12, 0), P .. stop('pausing.lua', 13, 0),
+             'Message: third', P, 'a=6 b=10') }
+--}}}
+--{{{ coroutines
+add { name = 'coroutines: breakpoints and steps carry the thread prefix', prog = 'coro.lua',
+  input = { 'setb 3 coro.lua', 'run', '=i', 'step', 'step', 'setb 10 coro.lua', 'run', '=s', 'step', 'step', 'run' },
+  expect = T(P .. 'Breakpoint set in file coro.lua line 3', P .. '[thread: 0x?] ' .. stop('coro.lua', 3, 1, true),
+             P .. '1\t', P .. stop('coro.lua', 9, 1), P .. stop('coro.lua', 12, 1),
+             P .. 'Breakpoint set in file coro.lua line 10', P .. '[thread: 0x?] ' .. stop('coro.lua', 10, 1, true),
+             P .. 'hi\t', P .. '[thread: 0x?] ' .. stop('coro.lua', 11, 1), P .. '[thread: 0x?] ' .. stop('coro.lua', 11, 0),
+             P .. 'v=1 res=hi!') }
+add { name = 'coroutines: step into coroutine.wrap', prog = 'coro.lua',
+  input = { 'step 8', 'step', 'step', 'step', 'step' },
+  expect = T(P .. stop('coro.lua', 9, 1), P .. stop('coro.lua', 13, 1), P .. '[thread: 0x?] ' .. stop('coro.lua', 10, 1),
+             P .. '[thread: 0x?] ' .. stop('coro.lua', 11, 1), P .. '[thread: 0x?] ' .. stop('coro.lua', 11, 0), P,
+             'v=1 res=hi!'),
+  absent = { '<AGENT>' } }
+--}}}
+--{{{ errors and debug.traceback
+add { name = 'errors: a failed assert stops with its message', prog = 'errors.lua', input = { 'run', 'trace', 'set 4', '=v', 'run' },
+  order = { P .. 'pcall: false caught', 'Message: errors.lua:2: too small', '[4]\tcheck in errors.lua:2',
+            '[5]\tmain in errors.lua:8', P .. 'Level: 4', P .. '0\t', P .. 'lua5.1: errors.lua:2: too small' },
+  matches = { '^Paused at file: <AGENT> %(%d+%) %(%d+%)$', '^%[DEBUG%]> %[1%]%*%*%*\tLua in <AGENT>:%d+$' },
+  block = { 'stack traceback:', "\t[C]: in function 'assert'", "\terrors.lua:2: in function 'check'" },
+  absent = { 'not reached' } }
+add { name = 'errors: a failed assert opens a session', prog = 'errors.lua', mode = 'pause', input = { 'trace', 'info' },
+  order = { 'pcall: false caught', banner[1], "Type 'help' for commands", '[4]\tcheck in errors.lua:2',
+            P .. 'traceinfo = {  -- table: 0x?', '  pausemsg = "errors.lua:2: too small";', P,
+            'lua5.1: errors.lua:2: too small' } }
+add { name = 'host: agent loaded from a buffer, unhandled error', prog = 'errors.lua', mode = 'host',
+  input = { 'step', 'vars', 'run' },
+  expect = nil,
+  order = { 'module: table start=function pause=function dump=function version=1.20 loaded=true global=true traceback=true',
+            banner[1], P .. stop('errors.lua', 4, 2), P .. 'variables = table: 0x?', P .. 'pcall: false caught',
+            'Message: errors.lua:2: too small', P, 'errors.lua:2: too small', 'Unhandled Lua Exception' },
+  matches = { '^Paused at file: =debugger %(%d+%) %(%d+%)$' } }
+add { name = 'host: program runs to its end', prog = 'basic.lua', mode = 'host', input = { 'run' },
+  order = { banner[5], P .. 'x=3 y=6 count=2 later=nil', 'Debugging process terminated.' } }
+--}}}
+--{{{ watches
+add { name = 'watches', prog = 'watch.lua',
+  input = { 'setw total > 20', 'listw', 'run', '=total', 'run', '=total', 'delw 1', 'setw', 'setw )(', 'delw x',
+            'setw i == 9', 'listw', 'run', '=i', 'delallw', 'listw', 'run' },
+  expect = T(P .. 'Set watch exp no. 1', P .. 'Watch exp. 1: total > 20', P .. P .. '21\t', P .. P .. '21\t',
+             P .. 'Watch expression deleted', P .. 'Bad request', P .. 'Set watch exp no. 1', P .. 'Bad request',
+             P .. 'Set watch exp no. 2', P .. 'Watch exp. 1: )(', 'Watch exp. 2: i == 9', P .. P .. '9\t',
+             P .. 'All watch expressions deleted', P .. P .. 'total=55') }
+--}}}
+--{{{ dump format
+add { name = 'dump format and the global dump()', prog = 'dumps.lua',
+  input = { 'step 8', 'dump list', 'dump me', 'dump odd', 'dump nest', 'dump nest 2', 'dump nest 0', 'dump long',
+            'dump short', 'dump list.9', 'dump', 'locs', 'run' },
+  expect = T(P .. stop('dumps.lua', 8, 1), P .. 'list = {  -- table: 0x?', '  [1] = 10;', '  [2] = 20;', '  [3] = 30;', '};',
+             P .. 'me = {  -- table: 0x?', '  self = ref"table: 0x?";', '};',
+             P .. 'odd = {  -- table: 0x?', '  ["a b"] = true;', '};',
+             P .. 'nest = {  -- table: 0x?', '  inner = table: 0x?', '};',
+             P .. 'nest = {  -- table: 0x?', '  inner = {  -- table: 0x?', '    deep = table: 0x?', '  };', '};',
+             P .. 'nest = {  -- table: 0x?', '  inner = table: 0x?', '};',
+             P .. 'long = [[' .. string.rep('x', 41) .. ']];', P .. 'short = "line\\', 'break";',
+             P .. 'list.9 = nil;', P .. 'Bad request',
+             P .. 'upvalues = {  -- table: 0x?', '  [1] = "list";', '  [2] = "me";', '  [3] = "odd";', '  [4] = "nest";',
+             '  [5] = "long";', '  [6] = "short";', '};',
+             P .. '["table: 0x?"] = {  -- table: 0x?', '  [1] = 10;', '  [2] = 20;', '  [3] = 30;', '};', 'end') }
+--}}}
+--{{{ show and tron
+add { name = 'show: source listing', prog = 'basic.lua',
+  path = ctx.programs .. '/sub/?.lua;' .. ctx.agent_dir .. '/?.lua;;',
+  input = { 'show', 'step', 'show 3 basic.lua 1 1', 'show - - 2', 'show 1 nosuch', 'show 2 Util 1', 'show 2 =stdin',
+            'show 1 basic 0 1', 'run' },
+  expect = T(P .. 'Nothing to show', P .. stop('basic.lua', 1, 1), P .. '2\tlocal count = 0', '3***\tlocal later',
+             '4\tlocal function add(a, b)', P .. '1***\tlocal t = { name = "basic", list = { 10, 20, 30 } }',
+             '2\tlocal count = 0', '3\tlocal later', P .. 'Cannot find nosuch.lua',
+             P .. '1\t-- a module found along package.path (for "show")', '2***\tlocal M = {}',
+             '3\tfunction M.id(v) return v end', P .. 'Nothing to show',
+             P .. '1***\tlocal t = { name = "basic", list = { 10, 20, 30 } }', '2\tlocal count = 0',
+             P .. 'x=3 y=6 count=2 later=nil') }
+add { name = 'tron: call, return and line tracing', prog = 'basic.lua',
+  input = { 'step', 'tron l', 'step', 'tron c', 'step 7', 'tron r', 'step 3', 'tron', 'step', 'run' },
+  matches = { '^%[DEBUG%]> %[DEBUG%]> %d%d%d%d%d%.%d%d:01%.%.basic%.lua %(2%) %? %(l%)$',
+              '^%[DEBUG%]> %[DEBUG%]> %d%d%d%d%d%.%d%d:01%.%.basic%.lua %(13%) add %(c%)$',
+              '^%[DEBUG%]> %[DEBUG%]> %d%d%d%d%d%.%d%d:01%.%.basic%.lua %(7%) add %(r%)$' },
+  order = { stop('basic.lua', 2, 1), stop('basic.lua', 7, 2), stop('basic.lua', 5, 3), P .. P .. stop('basic.lua', 6, 3) } }
+--}}}
+--{{{ Windows file names
+add { name = 'windows: positions and keys lower-cased', prog = 'WinMain.lua', os = 'Windows_NT',
+  input = { 'step', 'setb 3 WinMain.LUA', 'listb', 'run' },
+  expect = T(P .. stop('winmain.lua', 1, 1), P .. 'Breakpoint set in file WinMain.LUA line 3', P .. 'Break at: 3 in winmain.lua',
+             P .. stop('winmain.lua', 3, 1, true), P, 'a=8 b=1') }
+for _, key in ipairs({ 'c:/work/lib/util.lua', 'C:/WORK/Lib/Util.lua', 'util.lua', 'Lib/Util.lua', 'UTIL', 'work/lib/util' }) do
+  add { name = 'windows: sloppy breakpoint ' .. key, prog = 'WinMain.lua', os = 'Windows_NT', input = { 'setb 2 ' .. key, 'run' },
+    contains = { P .. stop('c:/work/lib/util.lua', 2, 2, true) } }
+end
+add { name = 'windows: backslash tail matches only the whole key', prog = 'WinMain.lua', os = 'Windows_NT',
+  input = { 'setb 1 Lib\\Back.lua', 'run' }, contains = { P .. stop('lib\\back.lua', 1, 2, true) } }
+for _, key in ipairs({ 'back.lua', '\\back.lua', 'lib/back.lua' }) do
+  add { name = 'windows: no match for ' .. key, prog = 'WinMain.lua', os = 'Windows_NT', input = { 'setb 1 ' .. key, 'run' },
+    contains = { P .. 'a=8 b=1' }, absent = { 'Paused' } }
+end
+add { name = 'windows: OS value lower-cased before the test', prog = 'WinMain.lua', os = 'windows', input = { 'step' },
+  contains = { P .. stop('winmain.lua', 1, 1) } }
+add { name = 'not windows: names kept, case-sensitive keys', prog = 'WinMain.lua', os = 'Linux',
+  input = { 'step', 'setb 3 winmain.lua', 'run' },
+  expect = T(P .. stop('WinMain.lua', 1, 1), P .. 'Breakpoint set in file winmain.lua line 3', P .. 'a=8 b=1') }
+--}}}
+--{{{ help
+do
+  local input, contains = { 'help', 'help setb', 'help nosuch' }, {}
+  for _, s in ipairs(summaries) do
+    local name = string.match(s, '^(%S+)')
+    name = string.match(name, '^(%a+)%(') or name
+    input[#input + 1] = 'help ' .. name
+    contains[#contains + 1] = P .. s .. '|'
+  end
+  local listing = {}
+  for i, s in ipairs(summaries) do listing[i] = (i == 1 and P or '') .. s end
+  local twice = {}
+  for _, l in ipairs(listing) do twice[#twice + 1] = l end
+  for _, l in ipairs(listing) do twice[#twice + 1] = l end
+  twice[#twice + 1] = P
+  twice[#twice + 1] = 'x=3 y=6 count=2 later=nil'
+  add { name = 'help: summaries', prog = 'basic.lua', input = { 'help', 'help nosuch' }, expect = T(unpack(twice)) }
+  add { name = 'help: whole hint text per command', prog = 'basic.lua', input = input, contains = contains,
+    block = { P .. summaries[4] .. '|', '' } }
+end
+--}}}
+
+return cases

@@ -1,0 +1,5 @@
+local util = loadstring("local n = ...\nlocal m = n * 2\nreturn m\n", "@C:/Work/Lib/Util.lua")
+local back = loadstring("local k = 1\nreturn k\n", "@Lib\\Back.lua")
+local a = util(4)
+local b = back()
+print("a=" .. a .. " b=" .. b)

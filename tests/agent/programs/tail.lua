@@ -1,0 +1,4 @@
+local function leaf() return 1 end
+local function caller() return leaf() end
+local v = caller()
+print("v=" .. v)
