@@ -4,6 +4,8 @@
 #ifndef CERROR_HPP
 #define CERROR_HPP
 
+#include <stddef.h>
+
 // Report kinds; the numbers are part of the log format.
 enum ReportKind {
   REPORT_TRACE = 1,
@@ -22,10 +24,29 @@ void setLogPath(const char* path);
 const char* logPath();
 void setMessageHook(MessageHook hook);
 
+// The name a kind carries in the log ("UNKNOWN" for numbers not in use).
+const char* reportKindName(int kind);
+
+// Replaces the extension of path (the text after its last '.', when it has
+// at least three characters) by ext; a path without such an extension gets
+// "." and ext appended. The result is cut to size - 1 characters.
+void replaceExtension(char* path, size_t size, const char* ext);
+
+// Texts of the fatal notices.
+extern const char outOfMemoryText[];
+// "Unexpected Error '<code>' detected!", or the system's message for the
+// code followed by its number when there is one.
+void systemErrorText(char* buf, size_t size, int code, const char* message = 0);
+
 #ifdef _WIN32
 bool assertDialog(const char* file, int line);
 void installCrashHandler();  // vectored handler, installed once
 void installCrashFilter();   // the same filter as unhandled-exception filter
+// Quiet: the crash, out-of-memory and system-error notices show no message
+// box (unattended runs and tests); the files are written all the same.
+void setCrashQuiet(bool quiet);
+void showOutOfMemory();
+void showSystemError(int code);
 #endif
 
 #endif
