@@ -1,0 +1,2 @@
+print("bye")
+os.exit(3)

@@ -1,0 +1,2 @@
+print("never")
+local = 1

@@ -1,0 +1,3 @@
+print("waiting")
+io.stderr:write("on stderr\n")
+print("got " .. io.read() .. ".")

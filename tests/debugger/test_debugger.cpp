@@ -1,0 +1,183 @@
+// SorbLua.exe end to end: a real child on pipes, driven as the plug-in does.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string here() {  // this test's folder, with '/' as the plug-in writes paths
+  char p[MAX_PATH];
+  std::string s(p, GetModuleFileNameA(nullptr, p, MAX_PATH));
+  s.erase(s.find_last_of('\\'));
+  for (char &c : s) if (c == '\\') c = '/';
+  return s;
+}
+
+const std::string kDir = here(), kProgs = kDir + "/programs/", kAgent = kDir + "/agent.lua";
+const std::string kPrompt = "[DEBUG]> ", kBanner = "Lua Debugger - Version ",
+                  kEnd = "Debugging process terminated.\n", kUnhandled = "Unhandled Lua Exception\n";
+const size_t npos = std::string::npos;
+
+struct Session {
+  HANDLE in, out, child_in, child_out;
+  PROCESS_INFORMATION pi{};
+  std::string text;  // everything read
+  size_t mark = 0;   // how much of it until() has handed out
+
+  explicit Session(const std::string &args, const std::string &dir = kDir) {
+    SECURITY_ATTRIBUTES sa{sizeof sa, nullptr, TRUE};
+    CreatePipe(&child_in, &in, &sa, 0);
+    CreatePipe(&out, &child_out, &sa, 0);
+    SetHandleInformation(in, HANDLE_FLAG_INHERIT, 0);
+    SetHandleInformation(out, HANDLE_FLAG_INHERIT, 0);
+    STARTUPINFOA si{sizeof si};
+    si.dwFlags = STARTF_USESTDHANDLES;
+    si.hStdInput = child_in;
+    si.hStdOutput = si.hStdError = child_out;
+    std::string cmd = "\"" + dir + "/SorbLua.exe\" " + args;
+    EXPECT_TRUE(CreateProcessA(nullptr, &cmd[0], nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
+                               nullptr, nullptr, &si, &pi)) << cmd;
+    CloseHandle(child_in);
+    CloseHandle(child_out);
+  }
+  ~Session() {
+    if (in) CloseHandle(in);
+    CloseHandle(out);
+    TerminateProcess(pi.hProcess, 99);
+    CloseHandle(pi.hProcess);
+    CloseHandle(pi.hThread);
+  }
+  void send(const std::string &line) {
+    DWORD n;
+    WriteFile(in, (line + "\n").data(), line.size() + 1, &n, nullptr);
+  }
+  bool pump(DWORD since, DWORD ms = 20000) {  // false at the end of output or time
+    DWORD avail = 0, n = 0;
+    char buf[4096];
+    if (GetTickCount() - since > ms || !PeekNamedPipe(out, nullptr, 0, nullptr, &avail, nullptr))
+      return false;
+    if (avail == 0) return Sleep(5), true;
+    if (!ReadFile(out, buf, sizeof buf, &n, nullptr)) return false;
+    text.append(buf, n);
+    return true;
+  }
+  // The output since the last call, up to and including the next `what`.
+  std::string until(const std::string &what) {
+    size_t at, from = mark;
+    for (DWORD t = GetTickCount(); (at = text.find(what, mark)) == npos;)
+      if (!pump(t)) return ADD_FAILURE() << "no " << what << " in " << text, "";
+    mark = at + what.size();
+    return text.substr(from, mark - from);
+  }
+  // Ends the input and reads to the end; returns the output not handed out yet.
+  std::string finish(DWORD *code) {
+    CloseHandle(in);
+    in = nullptr;
+    for (DWORD t = GetTickCount(); pump(t);) {}
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pi.hProcess, 10000)) << text;
+    GetExitCodeProcess(pi.hProcess, code);
+    return text.substr(mark);
+  }
+};
+
+// One session fed `input` at once: the texts appear in this order, `absent` not at all.
+struct Case {
+  std::string args, input;
+  std::vector<std::string> texts;
+  const char *absent;
+  DWORD code;
+  std::string dir = kDir;
+};
+
+void check(const Case &r) {
+  DWORD code = 99;
+  Session s(r.args, r.dir);
+  if (!r.input.empty()) s.send(r.input);
+  std::string out = s.finish(&code);
+  size_t at = 0;
+  for (const std::string &t : r.texts) {
+    if ((at = out.find(t, at)) == npos) {
+      ADD_FAILURE() << "no " << t << " (in order) in:\n" << out;
+      break;
+    }
+    at += t.size();
+  }
+  if (r.absent) {
+    EXPECT_EQ(npos, out.find(r.absent)) << out;
+  }
+  EXPECT_EQ(r.code, code) << r.args << "\n" << out;
+}
+
+}  // namespace
+
+TEST(Debugger, StopsBeforeFirstLineAndInterleavesOutput) {
+  Session s(kProgs + "order.lua");
+  EXPECT_NE(npos, s.until(kPrompt).find(kBanner));
+  for (DWORD t = GetTickCount(); s.pump(t, 300);) {}
+  EXPECT_EQ(npos, s.text.find("line one"));
+  s.send("step");  // the agent lower-cases file names on Windows
+  std::string lower = kProgs;
+  for (char &c : lower) c = (char)tolower((unsigned char)c);
+  EXPECT_EQ("Paused at file: " + lower + "order.lua (1) (1)\n" + kPrompt, s.until(kPrompt));
+  s.send("step");
+  EXPECT_EQ("line one\nPaused at file: " + lower + "order.lua (2) (1)\n" + kPrompt,
+            s.until(kPrompt));
+  s.send("run");
+  DWORD code = 99;
+  EXPECT_EQ("line four 3\n" + kEnd, s.finish(&code));
+  EXPECT_EQ(0u, code);
+
+  Session w(kProgs + "wait.lua");  // running free, output is not held back
+  w.send("exit");
+  w.until("waiting\non stderr\n");
+  w.send("go\r");  // a CR LF line end reaches the program as a plain line
+  EXPECT_EQ("got go.\n" + kEnd, w.finish(&code));
+  EXPECT_EQ(0u, code);
+}
+
+TEST(Debugger, SessionEnds) {
+  const std::string order = kProgs + "order.lua", error = kProgs + "error.lua";
+  const Case runs[] = {
+      {order, "setb 4 order.lua\nrun\nrun", {"Breakpoint set", "line one\n",
+       "order.lua (4) (1) (breakpoint)\n", "line four 3\n" + kEnd}, nullptr, 0},
+      {order, "exit", {kPrompt + "line one\nline four 3\n" + kEnd}, "Paused", 0},
+      {order, "", {"line one\nline four 3\n" + kEnd}, "Paused", 0},  // end of input
+      {kProgs + "osexit.lua", "run", {"bye\n" + kEnd}, nullptr, 3},
+      // an uncaught error stops in the agent first; pcall'd ones do not
+      {error, "run\nrun", {"false\tcaught\n", "error.lua:2: boom\n" + kPrompt,
+       "error.lua:2: boom\nstack traceback:\n", kUnhandled}, "not reached", 1},
+      {error, "run\nexit", {"error.lua:2: boom\n" + kPrompt,
+       "error.lua:2: boom\nstack traceback:\n", kUnhandled}, "not reached", 1},
+      {order, "glob", {kUnhandled}, "line one", 1},  // no stop to show yet
+  };
+  for (const Case &r : runs) check(r);
+}
+
+TEST(Debugger, CommandLine) {
+  std::string spaced = kDir + "/with space/", bare = kDir + "/nodll";
+  CreateDirectoryA(spaced.c_str(), nullptr);
+  CreateDirectoryA(bare.c_str(), nullptr);
+  ASSERT_TRUE(CopyFileA((kProgs + "args.lua").c_str(), (spaced + "args.lua").c_str(), FALSE));
+  ASSERT_TRUE(CopyFileA((kDir + "/SorbLua.exe").c_str(), (bare + "/SorbLua.exe").c_str(), FALSE));
+  const std::string order = kProgs + "order.lua";
+  const Case runs[] = {
+      {"-- \"" + spaced + "args.lua\" \"two words\" x", "run",
+       {"n=2 #arg=2\narg[-2]=" + kDir + "/SorbLua.exe\narg[-1]=--\narg[0]=" + spaced +
+        "args.lua\narg[1]=two words\narg[2]=x\ndots=two words|x\n"}, nullptr, 0},
+      {order, "", {"SorbLua: cannot load the debugger agent: cannot open ",
+       "\\nodll\\SorbLua.dll\n"}, kBanner.c_str(), 3, bare},
+      {"-a " + kAgent + " " + order, "", {kBanner, kEnd}, nullptr, 0, bare},
+      {kProgs + "nope.lua", "", {"SorbLua: cannot load the program: cannot open "},
+       kBanner.c_str(), 2},
+      {kProgs + "syntax.lua", "", {"syntax.lua:2: '<name>' expected near '='\n"},
+       kBanner.c_str(), 2},
+      {"-x " + order, "", {"unrecognized option '-x'\nusage: "}, kBanner.c_str(), 1},
+  };
+  for (const Case &r : runs) check(r);
+  SetEnvironmentVariableA("SORBLUA_AGENT", kAgent.c_str());
+  check({order, "", {kBanner, kEnd}, nullptr, 0, bare});
+  SetEnvironmentVariableA("SORBLUA_AGENT", nullptr);
+}
