@@ -19,7 +19,11 @@ extern "C" __attribute__((noinline)) int crashChildDeep(int depth,
     crashChildFault(p);
     return 0;
   }
-  return crashChildDeep(depth - 1, p) + 1;  // not a tail call
+  // A volatile read after the call keeps -O2 from turning the recursion
+  // into a loop, so the stack really is deep.
+  volatile int frame = depth;
+  int r = crashChildDeep(depth - 1, p);
+  return r + frame;
 }
 
 static volatile int zero = 0;
