@@ -10,6 +10,9 @@
 #include "cProfile.hpp"
 #include "xWinobj.hpp"
 
+// The module this code is linked into (the plug-in's DLL, or a program).
+HINSTANCE xCodeModule();
+
 class xApplication {
  public:
   typedef void (*HelpHandler)(int contextId);
