@@ -110,6 +110,10 @@ void xFrameWindow::windowProc(xMessage& msg) {
     case WM_INITMENUPOPUP: onInitMenuPopup(msg); break;
     case WM_SETTINGCHANGE: onSettingChange(msg); break;
     case WM_SYSCOLORCHANGE: onSysColorChange(msg); break;
+    case WM_DISPLAYCHANGE:
+      xMonitors::system().clear();  // enumerated afresh on next use
+      defaultProcessing(msg);
+      break;
     case WM_COMMAND: onCommand(msg); break;
     case WM_NOTIFY: onNotify(msg); break;
     default: xWindow::windowProc(msg); break;

@@ -165,18 +165,6 @@ TEST_F(TwoMonitors, CenterOverParentStaysOnTheParentsMonitor) {
   EXPECT_EQ(1920 - 800, big.x);
 }
 
-TEST(Monitors, ReferencePoint) {
-  xPoint c = xMonitors::referencePoint(xRect{100, 200, 300, 400}, XSHOW_RESTORE);
-  EXPECT_EQ(250, c.x);
-  EXPECT_EQ(400, c.y);
-  xPoint corner = xMonitors::referencePoint(xRect{100, 200, 0, 0}, XSHOW_RESTORE);
-  EXPECT_EQ(100, corner.x);
-  EXPECT_EQ(200, corner.y);
-  xPoint maximised = xMonitors::referencePoint(xRect{100, 200, 0, 10}, XSHOW_MAXIMIZED);
-  EXPECT_EQ(100, maximised.x);
-  EXPECT_EQ(205, maximised.y);
-}
-
 TEST_F(TwoMonitors, ReadPlacementFitting) {
   xPlacement p = {1, {100, 100, 200, 150}};
   fitReadPlacement(p, xPoint{300, 100}, 0, false, m);
