@@ -20,6 +20,7 @@ have_packages() {
   dpkg -s wine32:i386 >/dev/null 2>&1 || missing=1
   command -v xvfb-run >/dev/null || missing=1
   command -v xwd >/dev/null || missing=1
+  dpkg -s imagemagick >/dev/null 2>&1 || missing=1
   [ -f /usr/src/googletest/CMakeLists.txt ] || missing=1
   command -v cmake >/dev/null || missing=1
   command -v make >/dev/null || missing=1
@@ -29,7 +30,7 @@ have_packages() {
   return $missing
 }
 
-PKGS="wine wine32:i386 wine64 g++-mingw-w64-i686 mingw-w64-tools xvfb x11-apps
+PKGS="wine wine32:i386 wine64 g++-mingw-w64-i686 mingw-w64-tools xvfb x11-apps imagemagick
       googletest cmake make g++ dpkg-dev xz-utils lua5.1"
 
 install_packages() {
