@@ -1,0 +1,145 @@
+#include "GdbSession.hpp"
+
+#include <new>
+
+#include "GdbBreak.hpp"
+#include "GdbSettings.hpp"
+
+gdbDebugger* CurrentSession = 0;
+
+// Plain byte, not a lock: a send that finds it set (a nested one, or one
+// from the other thread) is dropped rather than interleaved.
+static volatile unsigned char sending = 0;
+
+// Handed out when there is no context to hold a marker.
+static StopLocation noLocation;
+
+gdbDebugger::gdbDebugger(DebugContext* context)
+    : process_(context), busy_(false), context_(context) {}
+
+gdbDebugger::~gdbDebugger() {}
+
+const char* gdbDebugger::workspace() const { return context_ ? context_->info.workspace : ""; }
+
+void gdbDebugger::clearMarker() {
+  if (context_) context_->ReportLocation("", 0);
+}
+
+int gdbDebugger::sendWord(int slot) { return SendCommand(DebugSettings.cmd[slot], true); }
+
+int gdbDebugger::sendWithArgument(int slot, const char* argument) {
+  String line;
+  line.format("%s %s", DebugSettings.cmd[slot], argument ? argument : "");
+  return SendCommand(line, true);
+}
+
+// Breakpoints are always written, enabled or not.
+bool gdbDebugger::SupportsBreakFilter() { return false; }
+
+bool gdbDebugger::IsBreakpoint(const char* file, int line, bool* enabled) {
+  return ::IsBreakpoint(file, line, enabled);
+}
+
+int gdbDebugger::Help() { return sendWord(SLOT_HELP); }
+
+int gdbDebugger::Run() {
+  SetBusy(true);
+  clearMarker();
+  return sendWord(SLOT_RUN);
+}
+
+int gdbDebugger::Continue() {
+  clearMarker();
+  return sendWord(SLOT_CONTINUE);
+}
+
+int gdbDebugger::Step() { return sendWord(SLOT_STEP); }
+int gdbDebugger::Next() { return sendWord(SLOT_NEXT); }
+int gdbDebugger::Until() { return sendWord(SLOT_UNTIL); }
+
+int gdbDebugger::Kill() {
+  WriteBreakpoints(workspace(), true);
+  SetBusy(false);
+  clearMarker();
+  return sendWord(SLOT_KILL);
+}
+
+int gdbDebugger::Up() { return sendWord(SLOT_UP); }
+int gdbDebugger::Down() { return sendWord(SLOT_DOWN); }
+int gdbDebugger::Args() { return sendWord(SLOT_ARGS); }
+int gdbDebugger::Locals() { return sendWord(SLOT_LOCALS); }
+int gdbDebugger::Stack() { return sendWord(SLOT_STACK); }
+int gdbDebugger::Print(const char* expression) { return sendWithArgument(SLOT_PRINT, expression); }
+
+int gdbDebugger::PrintEx(const char* expression) {
+  return sendWithArgument(SLOT_PRINTEX, expression);
+}
+
+int gdbDebugger::BreakSet(const char* file, int line) {
+  return ::BreakSet(*this, workspace(), file, line);
+}
+
+int gdbDebugger::BreakClear(const char* file, int line) {
+  return ::BreakClear(*this, workspace(), file, line);
+}
+
+int gdbDebugger::BreakAll() { return ::BreakAll(*this, workspace()); }
+int gdbDebugger::BreakInfo() { return sendWord(SLOT_BREAKINFO); }
+
+int gdbDebugger::SaveBreakpoints() {
+  if (!context_) return 0;
+  return WriteBreakpoints(workspace(), false);
+}
+
+int gdbDebugger::SendCommand(const char* text, bool echo) {
+  if (sending) return 0;
+  sending = 1;
+  int sent = 0;
+  if (context_ && text && *text) {
+    String line(text);
+    line += "\n";
+    if (echo) context_->ReportText(line);
+    process_.write(line);  // a dead debugger is the reader's to notice
+    sent = 1;
+  }
+  sending = 0;
+  return sent;
+}
+
+int gdbDebugger::Quit() {
+  clearMarker();
+  SetBusy(false);
+  return SendCommand(DebugSettings.infoQuit, true);
+}
+
+bool gdbDebugger::IsRunning() {
+  if (!context_) return false;
+  return !process_.isFinished();
+}
+
+bool gdbDebugger::SetBusy(bool busy) {
+  busy_ = busy;
+  return busy;
+}
+
+bool gdbDebugger::IsBusy() { return busy_; }
+
+StopLocation* gdbDebugger::GetLocation() { return context_ ? &context_->location : &noLocation; }
+
+const char* gdbDebugger::GetAuxText() { return ""; }
+
+void* gdbDebugger::Destroy(unsigned int flags) {
+  this->~gdbDebugger();
+  if (flags & 1) ::operator delete(static_cast<void*>(this));
+  return this;
+}
+
+int gdbDebugger::WriteBreakpoints(const char* section, bool atStop) {
+  return ::WriteBreakpoints(*this, workspace(), section, atStop);
+}
+
+int gdbDebugger::LoadBreakpoints(const char* section) {
+  return ::LoadBreakpoints(*this, workspace(), section);
+}
+
+int gdbDebugger::Extension(int) { return 0; }

@@ -1,0 +1,275 @@
+#include "host.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+const char* const hostExportNames[9] = {
+    "DllMain",
+    "DebugStartDebugging",
+    "DebugStopDebugging",
+    "DebugRestartDebugger",
+    "DebugConfigure",
+    "DebugGetDebugger",
+    "DebugInfo",
+    "DebugToolTip",
+    "?DebugCommandLine@@YAPBDPAVDebugContext@@PAUEXECINFO@@@Z",
+};
+
+void (*hostCallbackHook)(const void* data, unsigned int kind);
+
+/* ------------------------------------------------------------ the log */
+
+static SRWLOCK lock = SRWLOCK_INIT;
+static HostEvent* events;
+static int eventCount, eventCapacity;
+static DWORD callers[256]; /* threads that called back */
+static int callerCount;
+
+static char* copyText(const char* text) {
+  size_t n = strlen(text) + 1;
+  char* copy = (char*)malloc(n);
+  memcpy(copy, text, n);
+  return copy;
+}
+
+void __cdecl hostOutput(const void* data, unsigned int kind) {
+  HostEvent e;
+  int i;
+  e.kind = kind;
+  e.line = 0;
+  e.thread = GetCurrentThreadId();
+  if (!data) {
+    e.text = copyText("<null>");
+  } else if (kind == 1) {
+    const HostStopLocation* location = (const HostStopLocation*)data;
+    char file[257];
+    memcpy(file, location->file, 256);
+    file[256] = 0;
+    e.text = copyText(file);
+    e.line = location->line;
+  } else {
+    e.text = copyText((const char*)data);
+  }
+  AcquireSRWLockExclusive(&lock);
+  if (eventCount == eventCapacity) {
+    eventCapacity = eventCapacity ? eventCapacity * 2 : 256;
+    events = (HostEvent*)realloc(events, eventCapacity * sizeof *events);
+  }
+  events[eventCount++] = e;
+  for (i = 0; i < callerCount && callers[i] != e.thread; i++) {
+  }
+  if (i == callerCount && callerCount < 256) callers[callerCount++] = e.thread;
+  ReleaseSRWLockExclusive(&lock);
+  if (hostCallbackHook) hostCallbackHook(data, kind);
+}
+
+void hostClearLog(void) {
+  int i;
+  AcquireSRWLockExclusive(&lock);
+  for (i = 0; i < eventCount; i++) free(events[i].text);
+  eventCount = 0;
+  ReleaseSRWLockExclusive(&lock);
+}
+
+int hostEventCount(void) {
+  int n;
+  AcquireSRWLockShared(&lock);
+  n = eventCount;
+  ReleaseSRWLockShared(&lock);
+  return n;
+}
+
+HostEvent hostEvent(int index) {
+  HostEvent e = {0, (char*)"", 0, 0};
+  AcquireSRWLockShared(&lock);
+  if (index >= 0 && index < eventCount) e = events[index];
+  ReleaseSRWLockShared(&lock);
+  return e;
+}
+
+char* hostOutputText(int from) {
+  size_t size = 1;
+  char* text;
+  int i;
+  AcquireSRWLockShared(&lock);
+  for (i = from < 0 ? 0 : from; i < eventCount; i++)
+    if (events[i].kind == 0) size += strlen(events[i].text);
+  text = (char*)malloc(size);
+  text[0] = 0;
+  for (i = from < 0 ? 0 : from; i < eventCount; i++)
+    if (events[i].kind == 0) strcat(text, events[i].text);
+  ReleaseSRWLockShared(&lock);
+  return text;
+}
+
+static int matches(const HostEvent* e, int kind, const char* part) {
+  return (kind < 0 || (int)e->kind == kind) && (!part || strstr(e->text, part));
+}
+
+int hostCount(int from, int kind, const char* part) {
+  int i, n = 0;
+  AcquireSRWLockShared(&lock);
+  for (i = from < 0 ? 0 : from; i < eventCount; i++) n += matches(&events[i], kind, part);
+  ReleaseSRWLockShared(&lock);
+  return n;
+}
+
+static int find(int from, int kind, const char* part) {
+  int i, found = -1;
+  AcquireSRWLockShared(&lock);
+  for (i = from < 0 ? 0 : from; i < eventCount && found < 0; i++)
+    if (matches(&events[i], kind, part)) found = i;
+  ReleaseSRWLockShared(&lock);
+  return found;
+}
+
+static void pumpOnce(void) {
+  MSG msg;
+  while (PeekMessageA(&msg, NULL, 0, 0, PM_REMOVE)) {
+    TranslateMessage(&msg);
+    DispatchMessageA(&msg);
+  }
+}
+
+void hostPump(DWORD milliseconds) {
+  DWORD start = GetTickCount();
+  do {
+    pumpOnce();
+    MsgWaitForMultipleObjects(0, NULL, FALSE, 5, QS_ALLINPUT);
+  } while (GetTickCount() - start < milliseconds);
+}
+
+int hostWaitFor(int from, int kind, const char* part, DWORD milliseconds) {
+  DWORD start = GetTickCount();
+  for (;;) {
+    int found = find(from, kind, part);
+    if (found >= 0) return found;
+    if (GetTickCount() - start > milliseconds) return -1;
+    pumpOnce();
+    MsgWaitForMultipleObjects(0, NULL, FALSE, 5, QS_ALLINPUT);
+  }
+}
+
+int hostWaitForOutput(int from, const char* part, DWORD milliseconds) {
+  DWORD start = GetTickCount();
+  for (;;) {
+    char* text = hostOutputText(from);
+    int found = strstr(text, part) != NULL;
+    free(text);
+    if (found) return 1;
+    if (GetTickCount() - start > milliseconds) return 0;
+    pumpOnce();
+    MsgWaitForMultipleObjects(0, NULL, FALSE, 5, QS_ALLINPUT);
+  }
+}
+
+/* ------------------------------------------------------------ loading */
+
+int hostLoad(HostPlugin* plugin, const char* path, char* error, int size) {
+  FARPROC* slots = (FARPROC*)&plugin->DllMain;
+  int i;
+  memset(plugin, 0, sizeof *plugin);
+  plugin->dll = LoadLibraryA(path);
+  if (!plugin->dll) {
+    if (error) snprintf(error, size, "cannot load %s (%lu)", path, GetLastError());
+    return 0;
+  }
+  for (i = 0; i < 9; i++) {
+    slots[i] = GetProcAddress(plugin->dll, hostExportNames[i]);
+    if (!slots[i]) {
+      if (error) snprintf(error, size, "no export %s", hostExportNames[i]);
+      FreeLibrary(plugin->dll);
+      memset(plugin, 0, sizeof *plugin);
+      return 0;
+    }
+  }
+  return 1;
+}
+
+void hostUnload(HostPlugin* plugin) {
+  int i;
+  DWORD self = GetCurrentThreadId();
+  /* A reader thread may still be on its way out through the DLL's code. */
+  AcquireSRWLockExclusive(&lock);
+  for (i = 0; i < callerCount; i++) {
+    HANDLE thread = callers[i] == self ? NULL : OpenThread(SYNCHRONIZE, FALSE, callers[i]);
+    if (thread) {
+      WaitForSingleObject(thread, 5000);
+      CloseHandle(thread);
+    }
+  }
+  callerCount = 0;
+  ReleaseSRWLockExclusive(&lock);
+  if (plugin->dll) FreeLibrary(plugin->dll);
+  memset(plugin, 0, sizeof *plugin);
+}
+
+static void put(char* field, const char* text) {
+  field[0] = 0;
+  if (text) {
+    strncpy(field, text, 260);
+    field[260] = 0;
+  }
+}
+
+void hostExecInfo(HostExecInfo* info, const char* command, const char* options,
+                  const char* script, const char* file, const char* directory) {
+  memset(info, 0, sizeof *info);
+  info->size = sizeof *info;
+  info->param1 = 0x11111111;
+  info->param2 = 0x22222222;
+  info->output = hostOutput;
+  put(info->workspace, "<default settings>");
+  put(info->command, command);
+  put(info->options, options);
+  put(info->script, script);
+  put(info->file, file);
+  put(info->directory, directory);
+}
+
+/* ------------------------------------------------------------ slots */
+
+/* The IDE's compiler passes an 8-bit argument in a full stack word whose
+   upper bytes it leaves as they were: the plug-in must look at the low
+   byte only. */
+#define BYTE_ARGUMENT(v) (0x5A5A5A00u | (unsigned char)(v))
+
+typedef int(__fastcall* Slot0)(void*, void*);
+typedef int(__fastcall* SlotT)(void*, void*, const char*);
+typedef int(__fastcall* SlotI)(void*, void*, int);
+typedef int(__fastcall* SlotU)(void*, void*, unsigned int);
+typedef int(__fastcall* SlotTI)(void*, void*, const char*, int);
+typedef int(__fastcall* SlotTU)(void*, void*, const char*, unsigned int);
+typedef int(__fastcall* SlotTIP)(void*, void*, const char*, int, unsigned char*);
+typedef void*(__fastcall* SlotP)(void*, void*);
+typedef void*(__fastcall* SlotPU)(void*, void*, unsigned int);
+
+#define SLOT(type, object, n) ((type)((*(void***)(object))[n]))
+
+int hostCall(void* o, int n) { return SLOT(Slot0, o, n)(o, 0); }
+int hostCallBool(void* o, int n) { return SLOT(Slot0, o, n)(o, 0) & 0xFF; }
+int hostCallText(void* o, int n, const char* text) { return SLOT(SlotT, o, n)(o, 0, text); }
+int hostCallInt(void* o, int n, int value) { return SLOT(SlotI, o, n)(o, 0, value); }
+
+int hostCallByte(void* o, int n, unsigned char value) {
+  return SLOT(SlotU, o, n)(o, 0, BYTE_ARGUMENT(value)) & 0xFF;
+}
+
+int hostCallFileLine(void* o, int n, const char* file, int line) {
+  return SLOT(SlotTI, o, n)(o, 0, file, line);
+}
+
+int hostCallTextByte(void* o, int n, const char* text, unsigned char value) {
+  return SLOT(SlotTU, o, n)(o, 0, text, BYTE_ARGUMENT(value));
+}
+
+int hostCallIsBreakpoint(void* o, const char* file, int line, unsigned char* enabled) {
+  return SLOT(SlotTIP, o, HS_IS_BREAKPOINT)(o, 0, file, line, enabled) & 0xFF;
+}
+
+void* hostCallPointer(void* o, int n) { return SLOT(SlotP, o, n)(o, 0); }
+
+void* hostCallDestructor(void* o, unsigned int flags) {
+  return SLOT(SlotPU, o, HS_DESTRUCTOR)(o, 0, flags);
+}

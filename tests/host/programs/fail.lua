@@ -1,0 +1,3 @@
+print("before")
+local t = nil
+print(t.field)

@@ -1,0 +1,2 @@
+-- The stand-in debugger's program: only its existence matters.
+print("prog")
