@@ -23,7 +23,19 @@ DbgProcess::DbgProcess(DebugContext* context)
   setCaching(true);  // the reader takes whole lines out of the cache
 }
 
-DbgProcess::~DbgProcess() {}
+// The reader thread works on this object: it must be out before the object
+// goes. Ending the child ends its read; messages are handled meanwhile, in
+// case the host's callback waits for this thread.
+DbgProcess::~DbgProcess() {
+  if (readerActive_ != 1) return;
+  HANDLE read = output_.readHandle();  // kill leaves it open for the reader
+  kill(99);
+  for (DWORD start = GetTickCount(); readerActive_ == 1 && GetTickCount() - start < 5000;) {
+    pump();
+    Sleep(1);
+  }
+  if (read && readerActive_ == 0) CloseHandle(read);
+}
 
 const char* DbgProcess::directory() const { return context_ ? context_->info.directory : ""; }
 const char* DbgProcess::script() const { return context_ ? context_->info.script : ""; }

@@ -10,6 +10,13 @@
 #include "cString.hpp"
 #include "xApp.hpp"
 
+// A bounded copy that reads no further than the field, terminated or not.
+static void copyField(char* dest, const char* src) {
+  size_t n = strnlen(src, EXECINFO::TEXT - 1);
+  memcpy(dest, src, n);
+  dest[n] = 0;
+}
+
 void CopyExecInfo(EXECINFO* dest, const EXECINFO* src) {
   if (!dest) return;
   memset(dest, 0, sizeof *dest);
@@ -18,13 +25,13 @@ void CopyExecInfo(EXECINFO* dest, const EXECINFO* src) {
   dest->param1 = src->param1;
   dest->param2 = src->param2;
   dest->output = src->output;
-  BoundedCopy(dest->module, src->module, EXECINFO::TEXT);
-  BoundedCopy(dest->command, src->command, EXECINFO::TEXT);
-  BoundedCopy(dest->options, src->options, EXECINFO::TEXT);
-  BoundedCopy(dest->workspace, src->workspace, EXECINFO::TEXT);
-  BoundedCopy(dest->script, src->script, EXECINFO::TEXT);
-  BoundedCopy(dest->file, src->file, EXECINFO::TEXT);
-  BoundedCopy(dest->directory, src->directory, EXECINFO::TEXT);
+  copyField(dest->module, src->module);
+  copyField(dest->command, src->command);
+  copyField(dest->options, src->options);
+  copyField(dest->workspace, src->workspace);
+  copyField(dest->script, src->script);
+  copyField(dest->file, src->file);
+  copyField(dest->directory, src->directory);
 }
 
 DebugContext::DebugContext(const EXECINFO* source) {

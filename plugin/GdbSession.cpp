@@ -129,6 +129,7 @@ StopLocation* gdbDebugger::GetLocation() { return context_ ? &context_->location
 const char* gdbDebugger::GetAuxText() { return ""; }
 
 void* gdbDebugger::Destroy(unsigned int flags) {
+  if (CurrentSession == this) CurrentSession = 0;
   this->~gdbDebugger();
   if (flags & 1) ::operator delete(static_cast<void*>(this));
   return this;

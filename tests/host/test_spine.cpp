@@ -358,6 +358,24 @@ TEST_F(Spine, SendsDoNotNest) {
   EXPECT_EQ(std::string::npos, output().find("inner"));
 }
 
+TEST_F(Spine, TheDestructorSlotEndsTheDebugger) {
+  ASSERT_EQ(1, startFake(std::string("pid\n") + serve));
+  ASSERT_TRUE(waitOutput("[DEBUG]> "));
+  std::string text = output();
+  HANDLE child = OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE,
+                             strtoul(text.c_str() + text.find("pid ") + 4, nullptr, 10));
+  ASSERT_NE(nullptr, child);
+  void* s = session();
+  EXPECT_EQ(s, hostCallDestructor(s, 1));
+  EXPECT_EQ(nullptr, session());
+  DWORD code = 0;
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(child, 5000));
+  GetExitCodeProcess(child, &code);
+  EXPECT_EQ(99u, code);
+  CloseHandle(child);
+  stop();  // the context alone
+}
+
 // ---------------------------------------------------------------- what the debugger prints
 
 TEST_F(Spine, PositionLines) {
