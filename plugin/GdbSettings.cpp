@@ -1,7 +1,6 @@
 #include "GdbSettings.hpp"
 
 #include <windows.h>
-#include <shlobj.h>
 #include <string.h>
 
 #include "cError.hpp"
@@ -115,11 +114,8 @@ static String baseName(const char* path) {
 }
 
 const char* ProfilePath(const char* name, String& result) {
-  char folder[MAX_PATH] = "";
-  if (!SHGetSpecialFolderPathA(NULL, folder, CSIDL_APPDATA, FALSE)) folder[0] = 0;
-  if (!folder[0]) report(__FILE__, __LINE__, "The application data folder is unknown");
-  result.assign(folder);
-  if (!result.endsWith("\\")) result += "\\";
+  if (!Profile::appDataFolder(result))
+    report(__FILE__, __LINE__, "The application data folder is unknown");
   result += "Brennick\\Tarn\\";
   Profile::createFolders(result);
   if (name) result += name;

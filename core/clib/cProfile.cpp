@@ -75,11 +75,8 @@ void Profile::deriveDefaultPath(bool forWrite) {
   _splitpath(module, drive, dir, base, ext);
 
   if (forWrite && majorVersion() >= 6) {
-    char folder[MAX_PATH] = "";
-    if (!SHGetSpecialFolderPathA(NULL, folder, CSIDL_APPDATA, FALSE)) folder[0] = 0;
-    if (!folder[0]) report("cProfile.cpp", 339);
-    String path(folder);
-    if (!path.endsWith("\\")) path += "\\";
+    String path;
+    if (!appDataFolder(path)) report("cProfile.cpp", 339);
     path += "Brennick\\";
     path += base;
     path += "\\";
@@ -94,6 +91,17 @@ void Profile::deriveDefaultPath(bool forWrite) {
   snprintf(path, sizeof path, "%s%s%s.ini", drive, dir, base);
   CharLowerA(path);
   path_.assign(path);
+}
+
+bool Profile::appDataFolder(String& folder) {
+  char buffer[MAX_PATH] = "";
+  if (!SHGetSpecialFolderPathA(NULL, buffer, CSIDL_APPDATA, FALSE) || !buffer[0]) {
+    folder.assign("");
+    return false;
+  }
+  folder.assign(buffer);
+  if (!folder.endsWith("\\")) folder += "\\";
+  return true;
 }
 
 bool Profile::createFolders(const char* folder) {

@@ -59,6 +59,9 @@ class Profile {
 
   // Creates folder and every missing parent; true when it exists afterwards.
   static bool createFolders(const char* folder);
+  // The user's application-data folder with a final backslash; empty, and
+  // false, when the system does not know it.
+  static bool appDataFolder(String& folder);
 
  protected:
   const char* ensurePath(bool forWrite);
