@@ -59,10 +59,12 @@ local step_into  = false
 local step_over  = false
 local step_lines = 0
 
-local weak_keys   = { __mode = 'k' }
-local stack_level = setmetatable({ main = 0 }, weak_keys)
-local step_level  = setmetatable({ main = 0 }, weak_keys)
-local trace_level = setmetatable({ main = 0 }, weak_keys)
+-- Stack, step and trace levels are kept per thread in upvalues of the hook
+-- made for it (new_thread); threads maps 'main' and each coroutine to its
+-- record.
+local weak_keys = { __mode = 'k' }
+local threads   = setmetatable({}, weak_keys)
+local our_hooks = setmetatable({}, weak_keys)  -- hooks that stand for the agent's
 
 local trace_calls, trace_returns, trace_lines = false, false, false
 local ret_file, ret_line, ret_name
@@ -74,8 +76,6 @@ local pausemsg       = 'pause'
 local coro_debugger
 local traceinfo      = {}
 
-local thread_hooks = setmetatable({}, weak_keys)  -- our per-coroutine hook wrappers
-
 -- Line events in the agent's own functions are skipped, so that stepping
 -- never stops inside the agent, except one line of each function in
 -- stop_here (function -> line): the final 'end' of pause, which the "stop
@@ -84,11 +84,21 @@ local thread_hooks = setmetatable({}, weak_keys)  -- our per-coroutine hook wrap
 local AGENT_SOURCE = getinfo(1, 'S').source
 local stop_here    = {}
 
-local function level_of(t, th)
-  local v = t[th]
-  if not v then v = 0; t[th] = v end
-  return v
-end
+-- Run mode (fast): while only a breakpoint can stop the program (no step,
+-- watch or tracing), a line event whose number is not in `special` has no
+-- effect but setting the trace level, and the hook returns at once. `special`
+-- marks the lines that have breakpoints (BREAK_LINE) and those of the agent
+-- functions the program can call (agent_lines, whose events are skipped); in
+-- any other mode it answers true for every line. update_mode keeps these right.
+local BREAK_LINE  = 1
+local fast        = false
+local watching    = false   -- a watch expression that compiled exists
+local agent_lines = {}
+local ALL         = setmetatable({}, { __index = function() return true end })
+local special     = ALL
+
+-- defined further down, with the code that runs in the program's threads
+local out, dumpvar, context_meta, update_mode
 
 --}}}
 --{{{ help texts
@@ -349,11 +359,6 @@ local function pack(...)
   return { n = select('#', ...), ... }
 end
 
-local function out(...)
-  io.write(...)
-  io.flush()
-end
-
 local function thread_prefix()
   if current_thread ~= 'main' then
     return '[' .. tostring(current_thread) .. '] '
@@ -368,54 +373,19 @@ local function normalise_file(source)
   return file
 end
 
---}}}
---{{{ dumping values
-
-local dumpvisited
-
-local function dumpval(level, name, value, limit)
-  local label
-  if type(name) == 'number' then
-    label = sformat('[%d] = ', name)
-  elseif name == '__VARSLEVEL__' or name == '__ENVIRONMENT__' or name == '__GLOBALS__'
-      or name == '__UPVALUES__' or name == '__LOCALS__' then
-    return
-  elseif type(name) == 'string' and sfind(name, '^[_%a][_.%w]*$') then
-    label = name .. ' = '
-  else
-    label = sformat('[%q] = ', tostring(name))
+-- a function's source never changes: its file name, and whether it is one of
+-- the agent's own functions, are looked up once
+local file_of  = setmetatable({}, weak_keys)
+local agent_fn = setmetatable({}, weak_keys)
+local function func_file(func)
+  local file = file_of[func]
+  if not file then
+    local source = getinfo(func, 'S').source
+    file = normalise_file(source)
+    file_of[func] = file
+    if source == AGENT_SOURCE then agent_fn[func] = true end
   end
-  local indent = srep('  ', level)
-  if type(value) == 'table' then
-    if dumpvisited[value] then
-      out(indent, label, 'ref', sformat('%q', tostring(value)), ';\n')
-    else
-      dumpvisited[value] = true
-      if limit > 0 and level + 1 >= limit then
-        out(indent, label, tostring(value), '\n')
-      else
-        out(indent, label, '{  -- ', tostring(value), '\n')
-        for k, v in pairs(value) do
-          dumpval(level + 1, k, v, limit)
-        end
-        out(indent, '};\n')
-      end
-    end
-  elseif type(value) == 'string' then
-    if #value > 40 then
-      out(indent, label, '[[', value, ']];\n')
-    else
-      out(indent, label, sformat('%q', value), ';\n')
-    end
-  else
-    out(indent, label, tostring(value), ';\n')
-  end
-end
-
-local function dumpvar(value, limit, name)
-  dumpvisited = {}
-  dumpval(0, name or tostring(value), value, limit or 0)
-  dumpvisited = nil
+  return file
 end
 
 --}}}
@@ -462,19 +432,7 @@ local function capture_vars(ref, level, line)
   end
   vars.__VARSLEVEL__ = level
 
-  if func then
-    -- names that are not locals or upvalues live in the function's
-    -- environment; a local or upvalue that is nil stays in the context
-    setmetatable(vars, {
-      __index = function(t, k)
-        if known[k] then return nil end
-        return env[k]
-      end,
-      __newindex = function(t, k, v)
-        if known[k] then rawset(t, k, v) else env[k] = v end
-      end,
-    })
-  end
+  if func then setmetatable(vars, context_meta(known, env)) end
 
   return vars, normalise_file(ar.source), line or ar.currentline
 end
@@ -624,22 +582,35 @@ local function remove_breakpoint(file, line)
 end
 
 -- 'sloppy' file names: a key matches the whole name or any tail of it that
--- follows a ':' or '/' (not a backslash), with or without the extension
+-- follows a ':' or '/' (not a backslash), with or without the extension. The
+-- names to try depend on the file alone and are kept per file.
+local names_of, names_count = {}, 0
+local function key_names(file)
+  local names = names_of[file]
+  if names then return names end
+  names = {}
+  local function add(name)
+    if IsWindows then name = slower(name) end
+    while name do
+      names[#names + 1] = name
+      name = smatch(name, '^[^:/]*[:/](.*)$')
+    end
+  end
+  add(file)
+  local noext = sgsub(file, '%..*$', '', 1)
+  if noext ~= file then add(noext) end
+  if names_count >= 500 then names_of, names_count = {}, 0 end   -- many loadstring chunks
+  names_of[file], names_count = names, names_count + 1
+  return names
+end
+
 local function has_breakpoint(file, line)
   local keys = breakpoints[line]
   if not keys or not file then return false end
-  local noext = sgsub(file, '%..*$', '', 1)
-  if noext == file then noext = nil end
-  local function try(name)
-    if IsWindows then name = slower(name) end
-    while name do
-      if keys[name] then return true end
-      name = smatch(name, '^[^:/]*[:/](.*)$')
-    end
-    return false
+  local names = key_names(file)
+  for i = 1, #names do
+    if keys[names[i]] then return true end
   end
-  if try(file) then return true end
-  if noext and try(noext) then return true end
   return false
 end
 
@@ -652,35 +623,6 @@ local function trace_entry(ev, depth, file, line, name)
       srep('.', depth % 32), tostring(file or '?'), ' (', tostring(line or '?'),
       ') ', tostring(name or '?'), ' (', ev, ')\n')
 end
-
--- levels: 1 trace_event, 2 debug_hook, level + 1 the function of the event
-local function trace_event(event, line, level)
-  local th = current_thread
-  if event == 'return' and trace_returns then
-    local ar = getinfo(level + 1, 'Sln')
-    if ar then
-      ret_file, ret_line, ret_name = normalise_file(ar.source), ar.currentline, ar.name
-    end
-  end
-  if event ~= 'line' then return end
-  local slevel = level_of(stack_level, th)
-  local tlevel = level_of(trace_level, th)
-  if trace_calls and slevel > tlevel then
-    local caller = getinfo(level + 2, 'Sl')
-    local called = getinfo(level + 1, 'n')
-    trace_entry('c', slevel - 1, caller and normalise_file(caller.source),
-                caller and caller.currentline, called and called.name)
-  end
-  if trace_returns and slevel < tlevel then
-    trace_entry('r', slevel, ret_file, ret_line, ret_name)
-  end
-  if trace_lines then
-    local ar = getinfo(level + 1, 'Sn')
-    trace_entry('l', slevel, ar and normalise_file(ar.source), line, ar and ar.name)
-  end
-  trace_level[th] = slevel
-end
-
 --}}}
 --{{{ the command loop
 
@@ -691,10 +633,10 @@ local function report(ev, vars, file, line, idx_watch)
   local prefix = thread_prefix()
   if ev == events.STEP then
     out(prefix, 'Paused at file: ', file, ' (', line, ') (',
-        level_of(stack_level, current_thread), ')\n')
+        threads[current_thread].stack(), ')\n')
   elseif ev == events.BREAK then
     out(prefix, 'Paused at file: ', file, ' (', line, ') (',
-        level_of(stack_level, current_thread), ') (breakpoint)\n')
+        threads[current_thread].stack(), ') (breakpoint)\n')
   elseif ev == events.WATCH or ev == events.SET then
     -- nothing (the watch line is deliberately not shown)
   else
@@ -836,15 +778,16 @@ local function debugger_loop()
       step_into  = false
       step_over  = true
       step_lines = tonumber((getargs('S'))) or 1
-      step_level[current_thread] = level_of(stack_level, current_thread)
+      local th = threads[current_thread]
+      th.set_step(th.stack())
       resume_program('cont')
 
     elseif command == 'out' then
       step_into  = false
       step_over  = true
       step_lines = 1
-      step_level[current_thread] = level_of(stack_level, current_thread)
-                                   - (tonumber((getargs('S'))) or 1)
+      local th = threads[current_thread]
+      th.set_step(th.stack() - (tonumber((getargs('S'))) or 1))
       resume_program('cont')
 
     elseif command == 'goto' then
@@ -1008,13 +951,16 @@ local function drive(ref, ev, vars, file, line, idx)
     if not ok then
       started = false
       sethook()
+      update_mode()
       error(nxt, 0)
     end
     if nxt == 'cont' then
+      update_mode()
       return true
     elseif nxt == 'stop' then
       started = false
       sethook()
+      update_mode()
       return false
     elseif tonumber(nxt) then
       local n = tonumber(nxt)
@@ -1032,65 +978,257 @@ local function drive(ref, ev, vars, file, line, idx)
 end
 
 --}}}
+--{{{ code that runs in the program's threads
+-- Everything from here to the end of traceback can run in the debugged
+-- program's threads (called by the program, or through the context tables).
+-- Line events in these functions are skipped; in run mode the hook tells them
+-- by their line numbers, listed in agent_lines at the end.
+
+function out(...)
+  io.write(...)
+  io.flush()
+end
+
+--{{{ dumping values
+
+local dumpvisited
+
+local function dumpval(level, name, value, limit)
+  local label
+  if type(name) == 'number' then
+    label = sformat('[%d] = ', name)
+  elseif name == '__VARSLEVEL__' or name == '__ENVIRONMENT__' or name == '__GLOBALS__'
+      or name == '__UPVALUES__' or name == '__LOCALS__' then
+    return
+  elseif type(name) == 'string' and sfind(name, '^[_%a][_.%w]*$') then
+    label = name .. ' = '
+  else
+    label = sformat('[%q] = ', tostring(name))
+  end
+  local indent = srep('  ', level)
+  if type(value) == 'table' then
+    if dumpvisited[value] then
+      out(indent, label, 'ref', sformat('%q', tostring(value)), ';\n')
+    else
+      dumpvisited[value] = true
+      if limit > 0 and level + 1 >= limit then
+        out(indent, label, tostring(value), '\n')
+      else
+        out(indent, label, '{  -- ', tostring(value), '\n')
+        for k, v in pairs(value) do
+          dumpval(level + 1, k, v, limit)
+        end
+        out(indent, '};\n')
+      end
+    end
+  elseif type(value) == 'string' then
+    if #value > 40 then
+      out(indent, label, '[[', value, ']];\n')
+    else
+      out(indent, label, sformat('%q', value), ';\n')
+    end
+  else
+    out(indent, label, tostring(value), ';\n')
+  end
+end
+
+function dumpvar(value, limit, name)
+  dumpvisited = {}
+  dumpval(0, name or tostring(value), value, limit or 0)
+  dumpvisited = nil
+end
+
+--}}}
+--{{{ contexts and modes
+
+-- names that are not locals or upvalues live in the function's environment;
+-- a local or upvalue that is nil stays in the context
+function context_meta(known, env)
+  return {
+    __index = function(t, k)
+      if known[k] then return nil end
+      return env[k]
+    end,
+    __newindex = function(t, k, v)
+      if known[k] then rawset(t, k, v) else env[k] = v end
+    end,
+  }
+end
+
+-- after anything that changes what can stop the program
+function update_mode()
+  watching = false
+  for _, w in pairs(watches) do
+    if w.func then watching = true break end
+  end
+  fast = started and not (step_into or step_over or watching
+                          or trace_calls or trace_returns or trace_lines)
+  if fast then
+    local s = {}
+    for l, files in pairs(breakpoints) do
+      if next(files) then s[l] = BREAK_LINE end
+    end
+    for l in pairs(agent_lines) do s[l] = true end
+    special = s
+  else
+    special = ALL
+  end
+end
+
+--}}}
 --{{{ the hook
 
--- level: frames between debug_hook and the function of the event minus one
--- (2 when called by Lua as the hook, 3 through a coroutine's hook wrapper)
-local function debug_hook(event, line, level, thread)
-  if not started then
-    sethook()
-    return
+-- The hook of one thread ('main' or a coroutine) and that thread's levels:
+-- the returned record has the hook and access to the levels.
+local function new_thread(th)
+  local stack, trace, step = 0, 0, 0
+  -- The run-mode path leaves the stack level of a line event here, for the
+  -- next event to store as the trace level: so it is set only when the last
+  -- event was such a line event. Output can only be written by C functions,
+  -- and each runs between a call event and a return event, so at a call or
+  -- return event right after a line event there is nothing to flush.
+  local mark
+
+  -- levels: 1 trace_event, 2 full_event, level + 1 the function of the event
+  local function trace_event(event, line, level)
+    if event == 'return' and trace_returns then
+      local ar = getinfo(level + 1, 'Sln')
+      if ar then
+        ret_file, ret_line, ret_name = normalise_file(ar.source), ar.currentline, ar.name
+      end
+    end
+    if event ~= 'line' then return end
+    local slevel, tlevel = stack, trace
+    if trace_calls and slevel > tlevel then
+      local caller = getinfo(level + 2, 'Sl')
+      local called = getinfo(level + 1, 'n')
+      trace_entry('c', slevel - 1, caller and normalise_file(caller.source),
+                  caller and caller.currentline, called and called.name)
+    end
+    if trace_returns and slevel < tlevel then
+      trace_entry('r', slevel, ret_file, ret_line, ret_name)
+    end
+    if trace_lines then
+      local ar = getinfo(level + 1, 'Sn')
+      trace_entry('l', slevel, ar and normalise_file(ar.source), line, ar and ar.name)
+    end
+    trace = slevel
   end
-  current_thread = thread or 'main'
-  level = level or 2
-  io.flush()
-  if event ~= 'call' and event ~= 'return' then
-    local ar = getinfo(level, 'Slf')  -- 1 debug_hook, level the event's function
-    if ar and ar.source == AGENT_SOURCE and stop_here[ar.func] ~= ar.currentline then
+
+  -- every event that the run-mode paths of the hook do not settle
+  local function full_event(event, line)
+    local level = 3   -- 1 full_event, 2 the hook, 3 the function of the event
+    if mark then trace, mark = mark, nil end
+    if not started then
+      sethook()
       return
     end
-  end
-  trace_event(event, line, level)
+    current_thread = th
+    io.flush()
+    if event == 'call' or event == 'return' then
+      trace_event(event, line, level)
+      if event == 'call' then
+        stack = stack + 1
+      elseif stack > 0 then
+        stack = stack - 1
+      end
+      return
+    end
 
-  local th = current_thread
-  if event == 'call' then
-    stack_level[th] = level_of(stack_level, th) + 1
-  elseif event == 'return' then
-    local l = level_of(stack_level, th) - 1
-    if l < 0 then l = 0 end
-    stack_level[th] = l
-  else
     -- line events, and deliberately also 'tail return'
-    local vars, file, ln = capture_vars(level, 1, line)
-    local ev, idx
+    local func = getinfo(level, 'f').func
+    local file, ln = nil, line
+    if not ln then ln = getinfo(level, 'l').currentline end
+    if func then
+      file = func_file(func)
+      if agent_fn[func] and stop_here[func] ~= ln then return end
+    else
+      file = normalise_file(getinfo(level, 'S').source)   -- a lost tail call
+    end
+    trace_event(event, line, level)
 
-    for i, w in pairs(watches) do
-      if w.func then
-        setfenv(w.func, vars)
-        local ok, res = pcall(w.func)
-        if ok and res then
-          ev, idx = events.WATCH, i
-          break
+    local vars, ev, idx
+    if watching then
+      vars, file, ln = capture_vars(level, 1, line)
+      for i, w in pairs(watches) do
+        if w.func then
+          setfenv(w.func, vars)
+          local ok, res = pcall(w.func)
+          if ok and res then
+            ev, idx = events.WATCH, i
+            break
+          end
         end
       end
     end
-
-    if not ev then
-      local slevel = level_of(stack_level, th)
-      if step_into or (step_over and (slevel <= level_of(step_level, th) or slevel == 0)) then
-        step_lines = step_lines - 1
-        if step_lines < 1 then ev = events.STEP end
-      end
+    if not ev and (step_into or (step_over and (stack <= step or stack == 0))) then
+      step_lines = step_lines - 1
+      if step_lines < 1 then ev = events.STEP end
     end
-
     if not ev and has_breakpoint(file, ln) then ev = events.BREAK end
-
     if not ev then return end
 
+    if not vars then vars, file, ln = capture_vars(level, 1, line) end
     tracestack(level)
     drive(level + 1, ev, vars, file, ln, idx or 0)
   end
+
+  local function hook(event, line)
+    if line then
+      local s = special[line]
+      if not s then
+        mark = stack
+        return
+      elseif s == BREAK_LINE then
+        -- a line number with breakpoints (maybe in other files) in run mode
+        local func = getinfo(2, 'f').func
+        if func and not has_breakpoint(func_file(func), line) and not agent_fn[func] then
+          mark = stack
+          return
+        end
+      end
+    else
+      local m = mark
+      if m then
+        -- right after a run-mode line event: still run mode, nothing to flush
+        trace = m
+        mark = nil
+        if event == 'call' then
+          stack = stack + 1
+          return
+        elseif event == 'return' then
+          local s = stack
+          if s > 0 then stack = s - 1 end
+          return
+        end
+      elseif fast then
+        io.flush()
+        if event == 'call' then
+          stack = stack + 1
+          return
+        elseif event == 'return' then
+          local s = stack
+          if s > 0 then stack = s - 1 end
+          return
+        elseif not breakpoints[getinfo(2, 'l').currentline] then
+          return   -- a tail return, on a line without breakpoints
+        end
+      end
+    end
+    full_event(event, line)
+  end
+
+  local rec = { hook = hook }
+  function rec.stack() return stack end
+  function rec.set_step(v) step = v end
+  function rec.reset(s) stack, trace, step, mark = s, 0, 0, nil end
+  our_hooks[hook] = true
+  threads[th] = rec
+  return rec
 end
+
+local main_thread = new_thread('main')
+local debug_hook  = main_thread.hook
 
 --}}}
 --{{{ public functions
@@ -1107,15 +1245,15 @@ local function pause_impl(x)
   if started then
     step_lines = lines
     step_into  = true
+    update_mode()
   else
     coro_debugger = cocreate(debugger_loop)   -- before the hook: no hook in it
     current_thread = 'main'
-    trace_level.main = 0
-    step_level.main  = 0
-    stack_level.main = 1
+    main_thread.reset(1)
     step_lines = lines
     step_into  = true
     started    = true
+    update_mode()
     sethook(debug_hook, 'crl')
   end
 end
@@ -1133,43 +1271,41 @@ local function start(msg)
     if msg then pausemsg = msg end
     step_lines = 1
     step_into  = true
+    update_mode()
     return
   end
   pausemsg = msg or ''
   coro_debugger = cocreate(debugger_loop)
   current_thread = 'main'
-  trace_level.main = 0
-  step_level.main  = 0
-  stack_level.main = 1
+  main_thread.reset(1)
   step_lines = 1
   step_into  = true
   started    = true
+  update_mode()
   tracestack(2)
   local vars, file, line = capture_vars(2, 1)
   if not drive(3, events.STEP, vars, file, line, 0) then return end
   return sethook(debug_hook, 'crl')   -- NB: the last line event of start()
 end
 
--- coroutines created under the debugger run with the same hook, told
--- which coroutine they belong to
+-- coroutines created under the debugger run with a hook of their own (or,
+-- under a hook of the program's, with that one, told which coroutine it is)
 local function hooked_body(f, hook, mask, count)
   return function(...)
     local co = corunning()
-    stack_level[co] = 0
-    trace_level[co] = 0
-    step_level[co]  = 0
-    local function thread_hook(event, line)
-      hook(event, line, 3, co)
+    local h = new_thread(co).hook
+    if hook ~= debug_hook then
+      h = function(event, line) hook(event, line, 3, co) end
+      our_hooks[h] = true
     end
-    thread_hooks[thread_hook] = true
-    sethook(thread_hook, mask, count) return f(...)   -- NB: one line
+    sethook(h, mask, count) return f(...)   -- NB: one line
   end
 end
 
 local function current_hook()
   local hook, mask, count = gethook()
   if type(hook) ~= 'function' then return nil end
-  if thread_hooks[hook] then hook = debug_hook end
+  if our_hooks[hook] then hook = debug_hook end
   return hook, mask, count
 end
 
@@ -1208,6 +1344,11 @@ stop_here[traceback] = getinfo(traceback, 'S').lastlinedefined - 1
 debug.traceback = traceback
 _TRACEBACK = traceback
 
+for l = getinfo(out, 'S').linedefined, getinfo(traceback, 'S').lastlinedefined do
+  agent_lines[l] = true
+end
+
+--}}}
 --}}}
 
 local M = {

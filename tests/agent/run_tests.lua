@@ -3,7 +3,7 @@
 -- Each case runs a program of programs/ in that folder with the agent loaded,
 -- feeds command lines on standard input and checks the output (standard
 -- output and error together; addresses shown as 0x?, the agent's path as
--- <AGENT>). Prints one line per failed check, then "N passed, N failed".
+-- <AGENT>, with clock = true the clock of trace lines as CLOCK). Prints one line per failed check, then "N passed, N failed".
 
 local function shell(cmd)
   local p = assert(io.popen(cmd, 'r'))
@@ -67,6 +67,7 @@ local function run(case)
   local out = shell('cd ' .. q(programs) .. ' && ' .. cmd .. ' < ' .. q(input) .. ' 2>&1')
   os.remove(input)
   out = string.gsub(out, '0x%x+', '0x?')
+  if case.clock then out = string.gsub(out, '%d%d%d%d%d%.%d%d:', 'CLOCK:') end
   out = string.gsub(out, tmpdir .. '/debugger.lua', '<AGENT>')
   local lines = {}
   for l in string.gmatch(out, '([^\n]*)\n') do lines[#lines + 1] = l end
