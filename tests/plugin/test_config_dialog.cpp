@@ -1,6 +1,8 @@
-// The configuration dialog in a real window. It runs modally on the test's
-// thread while a second thread plays the user: finds it by its title, types,
-// clicks, presses Escape or the close box, and reads what it shows.
+// The configuration dialog as the IDE opens it: SorbLua.dll loaded by file
+// name, DebugConfigure run modally on the test's thread while a second thread
+// plays the user (finds it by its title, types, clicks, presses Escape or the
+// close box, reads what it shows), and the settings read back through
+// DebugInfo, in the record as the IDE lays it out.
 #include <windows.h>
 #include <shlobj.h>
 #include <stdio.h>
@@ -9,12 +11,11 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
-#include "GdbDlg.hpp"
-#include "GdbSettings.hpp"
-#include "resource.h"
+#include "host.h"
 
 // Started by the shell as the test's web browser (HelpOpensThePageBeside
 // TheModule): notes the page it was given and leaves before any test runs.
@@ -42,6 +43,22 @@ static const bool unmanaged = [] {
   return true;
 }();
 
+// The controls, by the ids the template gives them.
+enum {
+  EXECUTABLE = 3001, OPTIONS = 3002, DISPLAY_BOX = 2000, HELP_BUTTON = 9,
+  CAPTION_STEP = 4804, COMMAND_HELP = 5815, COMMAND_BREAKINFO = 5819
+};
+// Their places in DebugInfo's eighteen slots.
+enum { SLOT_STEP = 2, SLOT_HELP = 13, SLOT_BREAKINFO = 17 };
+
+static const char TITLE[] = "Debugger Configuration - Lua Debugger Interface";
+
+static std::string here() {
+  char p[MAX_PATH];
+  std::string s(p, GetModuleFileNameA(NULL, p, MAX_PATH));
+  return s.substr(0, s.find_last_of('\\'));
+}
+
 // A visible window of this process with that title: another test program may
 // show the same dialog on the same display.
 static HWND ownWindow(const char* title, int waitMs = 10000) {
@@ -54,10 +71,9 @@ static HWND ownWindow(const char* title, int waitMs = 10000) {
   return NULL;
 }
 
-// The text of a control, or with id 0 the window's title.
 static std::string text(HWND dlg, int id) {
   char buf[1024] = "";
-  id ? GetDlgItemTextA(dlg, id, buf, sizeof buf) : GetWindowTextA(dlg, buf, sizeof buf);
+  GetDlgItemTextA(dlg, id, buf, sizeof buf);
   return buf;
 }
 
@@ -71,8 +87,6 @@ static void type(HWND dlg, int id, const std::string& keys) {
 
 static void click(HWND dlg, int id) { SendMessageA(GetDlgItem(dlg, id), BM_CLICK, 0, 0); }
 
-static bool checked(HWND dlg) { return IsDlgButtonChecked(dlg, IDC_DISPLAY) == BST_CHECKED; }
-
 static std::string fileBytes(const std::string& path) {
   FILE* f = fopen(path.c_str(), "rb");
   if (!f) return "<missing>";
@@ -82,15 +96,43 @@ static std::string fileBytes(const std::string& path) {
   return bytes;
 }
 
+// The window as it looks on screen, frame included, as a 24-bit .bmp. Read
+// from the window's own drawing surface, so windows of other tests on the
+// same display cannot get in the way.
+static bool screenshot(HWND w, const std::string& path) {
+  RedrawWindow(w, NULL, NULL, RDW_INVALIDATE | RDW_FRAME | RDW_ALLCHILDREN | RDW_UPDATENOW);
+  RECT r;
+  GetWindowRect(w, &r);
+  int width = r.right - r.left, height = r.bottom - r.top;
+  HDC window = GetWindowDC(w), dc = CreateCompatibleDC(window);
+  HBITMAP picture = CreateCompatibleBitmap(window, width, height);
+  HGDIOBJ old = SelectObject(dc, picture);
+  bool ok = BitBlt(dc, 0, 0, width, height, window, 0, 0, SRCCOPY);
+  SelectObject(dc, old);
+  BITMAPINFOHEADER head = {sizeof head, width, height, 1, 24, BI_RGB};
+  std::vector<char> pixels(((width * 3 + 3) & ~3) * height);
+  ok = ok && GetDIBits(dc, picture, 0, height, pixels.data(), (BITMAPINFO*)&head,
+                       DIB_RGB_COLORS) == height;
+  DeleteObject(picture);
+  DeleteDC(dc);
+  ReleaseDC(w, window);
+  BITMAPFILEHEADER file = {0x4D42, DWORD(sizeof file + sizeof head + pixels.size()), 0, 0,
+                           sizeof file + sizeof head};
+  FILE* f = ok ? fopen(path.c_str(), "wb") : NULL;
+  if (!f) return false;
+  ok = fwrite(&file, sizeof file, 1, f) && fwrite(&head, sizeof head, 1, f) &&
+       fwrite(pixels.data(), pixels.size(), 1, f);
+  return fclose(f) == 0 && ok;
+}
+
 static BOOL CALLBACK cancel(HWND w, LPARAM) { return PostMessageA(w, WM_COMMAND, IDCANCEL, 0); }
 
-// Every test has a module path of its own in a fresh folder, hence its own
-// profile, and starts from a settings record full of garbage, so that the
-// dialog can show only what it read.
+// Every test loads its own copy of the plug-in, named after the test in a
+// folder of its own: the settings profile is named after the module and the
+// help page is looked for beside it.
 class ConfigDialog : public ::testing::Test {
  protected:
   void SetUp() override {
-    saved = DebugSettings;
     name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
     name = "Dialog_" + name;
     for (char& c : name)
@@ -99,39 +141,64 @@ class ConfigDialog : public ::testing::Test {
     GetTempPathA(MAX_PATH, temp);
     dir = temp + name;
     CreateDirectoryA(dir.c_str(), NULL);
-    module = dir + "\\" + name + ".dll";
+    dll = dir + "\\" + name + ".dll";
     SHGetSpecialFolderPathA(NULL, appData, CSIDL_APPDATA, FALSE);
     ini = std::string(appData) + "\\Brennick\\Tarn\\" + name + ".ini";
     DeleteFileA(ini.c_str());
-    memset(&DebugSettings.options, 'g', offsetof(DEBUGINFO, display) - offsetof(DEBUGINFO, options));
-    DebugSettings.display = 0;
+    ASSERT_TRUE(CopyFileA((here() + "\\SorbLua.dll").c_str(), dll.c_str(), FALSE));
+    load();
   }
   void TearDown() override {
+    if (plugin) FreeLibrary(plugin);
+    DeleteFileA(dll.c_str());
     DeleteFileA(ini.c_str());
     DeleteFileA((dir + "\\SorbLua.html").c_str());
     DeleteFileA((dir + "\\SorbLua.html.opened").c_str());
     RemoveDirectoryA(dir.c_str());
-    DebugSettings = saved;
   }
 
-  // Runs the dialog here while user() acts on it from a second thread.
+  // Loading reads the profile (DllMain).
+  void load() {
+    if (plugin) FreeLibrary(plugin);
+    plugin = LoadLibraryA(dll.c_str());
+    ASSERT_TRUE(plugin) << dll;
+    configure = (decltype(configure))GetProcAddress(plugin, "DebugConfigure");
+    info = (decltype(info))GetProcAddress(plugin, "DebugInfo");
+    ASSERT_TRUE(configure && info);
+  }
+
+  // Runs the dialog here, as the IDE does, while user() acts on it from a
+  // second thread. Finding it by its full title checks the title too.
   int run(const std::function<void(HWND)>& user, HWND host = NULL) {
     std::atomic<bool> found(false);
     DWORD self = GetCurrentThreadId();
     std::thread other([&] {
-      HWND dlg = ownWindow("Debugger Configuration - Lua Debugger Interface");
+      HWND dlg = ownWindow(TITLE);
       found = dlg != NULL;
       if (dlg)
         user(dlg);
       else
         EnumThreadWindows(self, cancel, 0);  // never leave the test stuck
     });
-    int code = RunConfigDialog(host, module.c_str());
+    int code = configure(host, dll.c_str());
     other.join();
-    EXPECT_TRUE(found) << "the dialog's title is not as expected";
+    EXPECT_TRUE(found) << "no window titled \"" << TITLE << "\"";
     return code;
   }
 
+  // The plug-in's settings in memory, as the IDE asks for them.
+  HostDebugInfo memory() {
+    HostDebugInfo record;
+    memset(&record, 0, sizeof record);
+    record.size = sizeof record;
+    EXPECT_EQ(1, info ? info(&record) : 0);
+    return record;
+  }
+  // The profile as the plug-in reads it when it is loaded again.
+  HostDebugInfo onDisk() {
+    load();
+    return memory();
+  }
   void put(const char* section, const char* key, const char* value) {
     ASSERT_TRUE(WritePrivateProfileStringA(section, key, value, ini.c_str()));
   }
@@ -140,34 +207,33 @@ class ConfigDialog : public ::testing::Test {
     GetPrivateProfileStringA(section, key, "<none>", buf, sizeof buf, ini.c_str());
     return buf;
   }
-  // The profile as the settings reader sees it.
-  DEBUGINFO onDisk() {
-    DEBUGINFO now = DebugSettings, disk;
-    ReadSettings(module.c_str());
-    disk = DebugSettings;
-    DebugSettings = now;
-    return disk;
-  }
 
-  DEBUGINFO saved;
-  std::string name, dir, module, ini;
+  HMODULE plugin = NULL;
+  decltype(HostPlugin::DebugConfigure) configure = NULL;
+  decltype(HostPlugin::DebugInfo) info = NULL;
+  std::string name, dir, dll, ini;
 };
 
+// The settings are read when the dialog opens, not taken from memory: a
+// profile removed since the plug-in was loaded gives the defaults. This is
+// also the picture of the dialog a user first sees.
 TEST_F(ConfigDialog, ShowsTheDefaultsWhenThereIsNoProfile) {
-  std::string title, shown, pairTwo;
-  bool box = false;
+  put("CMD", "CMD_STEP", "into");
+  put("EXEC", "DISPLAY", "0");
+  load();
+  DeleteFileA(ini.c_str());
+  std::string shown, pairTwo;
+  bool box = false, pictured = false;
   int code = run([&](HWND dlg) {
-    title = text(dlg, 0);
-    shown = text(dlg, IDC_EXECUTABLE) + "|" + text(dlg, IDC_OPTIONS) + "|" +
-            text(dlg, IDC_ARGUMENTS);
+    shown = text(dlg, EXECUTABLE) + "|" + text(dlg, OPTIONS) + "|" + text(dlg, 3003);
     for (int n = 1; n <= 19; n++)
-      if (n != 2) shown += "|" + text(dlg, IDC_TXT_BASE + n) + "=" + text(dlg, IDC_CMD_BASE + n);
+      if (n != 2) shown += "|" + text(dlg, 4800 + n) + "=" + text(dlg, 5800 + n);
     pairTwo = GetDlgItem(dlg, 4802) || GetDlgItem(dlg, 5802) ? "pair 2" : "";
-    box = checked(dlg);
+    box = IsDlgButtonChecked(dlg, DISPLAY_BOX) == BST_CHECKED;
+    pictured = screenshot(dlg, here() + "\\config_dialog.bmp");
     click(dlg, IDCANCEL);
   });
   EXPECT_EQ(2, code);
-  EXPECT_EQ("Debugger Configuration - Lua Debugger Interface", title);
   EXPECT_EQ("SorbLua.exe|||&Run=run|&Continue=run|&Step In=step|Step &Over=over|Step Ou&t=out|"
             "&Stop=exit|&Globals=glob|&Variables=vars|&Locals=locs|S&tack=trace|&Dump=dump|"
             "&Watch=setw|En&vironment=fenv|&Help=help|&Set=setb|&Delete=delb|Delete &All=delallb|"
@@ -175,7 +241,9 @@ TEST_F(ConfigDialog, ShowsTheDefaultsWhenThereIsNoProfile) {
             shown);
   EXPECT_EQ("", pairTwo);
   EXPECT_TRUE(box);
+  EXPECT_STREQ("step", memory().cmd[SLOT_STEP]);
   EXPECT_EQ("<missing>", fileBytes(ini));  // looking writes nothing
+  EXPECT_TRUE(pictured);
 }
 
 // Owned and disabled by the host's window while it runs, and placed where the
@@ -201,25 +269,27 @@ TEST_F(ConfigDialog, OpensOverTheHostAtItsTemplatePosition) {
   DestroyWindow(host);
 }
 
+// What is typed is cut to the fields' widths, in memory and in the file alike.
 TEST_F(ConfigDialog, OkStoresWhatWasEnteredCutToTheFields) {
-  const std::string caption(40, 'c'), command(60, 'm'), exe = std::string(290, 'e') + "\\x.exe";
+  const std::string caption(40, 'c'), command(60, 'm'), exe = std::string(294, 'e') + "\\x.exe";
   int code = run([&](HWND dlg) {
-    type(dlg, IDC_TXT_STEP, caption);
-    type(dlg, IDC_CMD_BREAKINFO, command);
-    type(dlg, IDC_EXECUTABLE, exe);
-    SetDlgItemTextA(dlg, IDC_CMD_HELP, "");  // nothing is validated
-    click(dlg, IDC_DISPLAY);
+    type(dlg, CAPTION_STEP, caption);
+    type(dlg, COMMAND_BREAKINFO, command);
+    type(dlg, EXECUTABLE, exe);
+    type(dlg, COMMAND_HELP, "");  // nothing is validated
+    click(dlg, DISPLAY_BOX);
     click(dlg, IDOK);
   });
   EXPECT_EQ(1, code);
-  EXPECT_EQ(caption.substr(0, 25), DebugSettings.txt[SLOT_STEP]);
-  EXPECT_EQ(command.substr(0, 55), DebugSettings.cmd[SLOT_BREAKINFO]);
-  EXPECT_EQ(exe.substr(0, 256), DebugSettings.executable);
-  EXPECT_STREQ("", DebugSettings.cmd[SLOT_HELP]);
-  EXPECT_EQ(0, DebugSettings.display);
+  HostDebugInfo now = memory();
+  EXPECT_EQ(caption.substr(0, 25), now.txt[SLOT_STEP]);
+  EXPECT_EQ(command.substr(0, 55), now.cmd[SLOT_BREAKINFO]);
+  EXPECT_EQ(exe.substr(0, 256), now.executable);
+  EXPECT_STREQ("", now.cmd[SLOT_HELP]);
+  EXPECT_EQ(0, now.display);
   EXPECT_EQ("0", stored("EXEC", "DISPLAY"));
-  DEBUGINFO disk = onDisk();  // and the file holds the same
-  EXPECT_EQ(0, memcmp(&disk, &DebugSettings, sizeof disk));
+  HostDebugInfo disk = onDisk();
+  EXPECT_EQ(0, memcmp(&disk, &now, sizeof now));
 }
 
 TEST_F(ConfigDialog, OkWithoutEditsRewritesTheSameValues) {
@@ -227,10 +297,10 @@ TEST_F(ConfigDialog, OkWithoutEditsRewritesTheSameValues) {
   put("EXEC", "DISPLAY", "0");
   put("CMD", "CMD_STEP", "into");
   put("INFO", "INFO_QUIT", "bye");  // not in the dialog, kept all the same
-  DEBUGINFO before = onDisk();
+  HostDebugInfo before = onDisk();
   EXPECT_EQ(1, run([&](HWND dlg) { click(dlg, IDOK); }));
-  DEBUGINFO disk = onDisk();
-  EXPECT_EQ(0, memcmp(&before, &DebugSettings, sizeof before));
+  HostDebugInfo now = memory(), disk = onDisk();
+  EXPECT_EQ(0, memcmp(&before, &now, sizeof before));
   EXPECT_EQ(0, memcmp(&before, &disk, sizeof before));
   EXPECT_EQ("into", stored("CMD", "CMD_STEP"));
   EXPECT_EQ("&Run", stored("TXT", "TXT_RUN"));  // missing keys are written out
@@ -242,7 +312,7 @@ class ConfigDialogLeave : public ConfigDialog,
 
 static void cancelButton(HWND dlg) { click(dlg, IDCANCEL); }
 static void escapeKey(HWND dlg) {
-  PostMessageA(GetDlgItem(dlg, IDC_EXECUTABLE), WM_KEYDOWN, VK_ESCAPE, 0x00010001);
+  PostMessageA(GetDlgItem(dlg, EXECUTABLE), WM_KEYDOWN, VK_ESCAPE, 0x00010001);
 }
 static void closeBox(HWND dlg) { PostMessageA(dlg, WM_SYSCOMMAND, SC_CLOSE, 0); }
 
@@ -250,17 +320,18 @@ TEST_P(ConfigDialogLeave, KeepsMemoryAndFileUnchanged) {
   put("CMD", "CMD_STEP", "into");
   put("EXEC", "DISPLAY", "1");
   std::string file = fileBytes(ini);
-  DEBUGINFO before = onDisk();
+  HostDebugInfo before = onDisk();
   int code = run([&](HWND dlg) {
-    type(dlg, IDC_CMD_STEP, "stepping");
-    type(dlg, IDC_TXT_STEP, "Step");
-    SetDlgItemTextA(dlg, IDC_EXECUTABLE, "other.exe");
-    click(dlg, IDC_DISPLAY);
+    type(dlg, 5804, "stepping");
+    type(dlg, CAPTION_STEP, "Step");
+    type(dlg, EXECUTABLE, "other.exe");
+    click(dlg, DISPLAY_BOX);
     GetParam()(dlg);
   });
   EXPECT_EQ(2, code);
-  EXPECT_EQ(0, memcmp(&before, &DebugSettings, sizeof before));
-  EXPECT_STREQ("into", DebugSettings.cmd[SLOT_STEP]);
+  HostDebugInfo now = memory();
+  EXPECT_EQ(0, memcmp(&before, &now, sizeof before));
+  EXPECT_STREQ("into", now.cmd[SLOT_STEP]);
   EXPECT_EQ(file, fileBytes(ini));
 }
 
@@ -277,7 +348,7 @@ TEST_F(ConfigDialog, HelpWithoutThePageShowsTheErrorAndStaysOpen) {
   std::string message = "<no box>";
   bool owned = false, cancelButton = true, open = false;
   int code = run([&](HWND dlg) {
-    PostMessageA(GetDlgItem(dlg, IDC_HELPBUTTON), BM_CLICK, 0, 0);
+    PostMessageA(GetDlgItem(dlg, HELP_BUTTON), BM_CLICK, 0, 0);
     if (HWND box = ownWindow("Ravel Help")) {
       message = text(box, 0xFFFF);
       owned = GetWindow(box, GW_OWNER) == dlg;
@@ -299,10 +370,7 @@ TEST_F(ConfigDialog, HelpWithoutThePageShowsTheErrorAndStaysOpen) {
 // program, registered for ".html" meanwhile) records what it was given.
 TEST_F(ConfigDialog, HelpOpensThePageBesideTheModule) {
   std::string page = dir + "\\SorbLua.html";
-  FILE* f = fopen(page.c_str(), "w");
-  ASSERT_TRUE(f);
-  fputs("<!DOCTYPE html><title>t</title>", f);
-  fclose(f);
+  ASSERT_TRUE(CopyFileA((here() + "\\SorbLua.html").c_str(), page.c_str(), FALSE));
   char self[MAX_PATH], previous[256] = "";
   GetModuleFileNameA(NULL, self, MAX_PATH);
   std::string browser = std::string("\"") + self + "\" --open-page \"%1\"";
@@ -315,7 +383,7 @@ TEST_F(ConfigDialog, HelpOpensThePageBesideTheModule) {
   std::string opened = "<missing>";
   bool errorBox = true;
   run([&](HWND dlg) {
-    click(dlg, IDC_HELPBUTTON);
+    click(dlg, HELP_BUTTON);
     for (int i = 0; i < 1000 && opened == "<missing>"; i++, Sleep(10))
       opened = fileBytes(page + ".opened");
     errorBox = ownWindow("Ravel Help", 0) != NULL;
