@@ -265,7 +265,8 @@ int findLineNumber(const char* text, const char* userPattern) {
     for (const char* pattern : patterns) {
       Regexp re(pattern, 1);
       if (!re.match(text)) continue;
-      // A tags locator finds its line by text, whatever digits it holds.
+      // A tags locator finds its line by searching for its text; digits in
+      // it belong to that text and would only point at a wrong line.
       if (pattern == lineLocator) return -1;
       candidate = re.matchedText();
       break;
@@ -307,14 +308,13 @@ static bool tryInclude(const char* text, const char* folders, String& candidate,
   return locateFile(candidate, folders, result);
 }
 
-// name(line,column): as some compilers write it; the name may hold blanks.
+// name(line,column): as some compilers write it. The whole match is located,
+// position and colon included; the bare name is the earlier patterns' job.
 static bool tryCompilerMessage(const char* text, const char* folders, String& candidate,
                                String& result) {
   Regexp re(nameCompiler, 1);
   if (!re.match(text)) return false;
   candidate = re.matchedText();
-  if (locateFile(candidate, folders, result)) return true;
-  candidate = String(text + re.groupStart(1), re.groupLength(1));
   return locateFile(candidate, folders, result);
 }
 
