@@ -104,7 +104,8 @@ int BreakClear(xDebugger& session, const char* workspace, const char* file, int 
   Breakpoint* found = FindBreakpoint(file, line);
   if (!found) return 0;
   String command = BreakClearCommand(file, line);
-  delete BreakpointList.remove(BreakpointList.indexOf(found));
+  // Detached, not destroyed: the clear leaves its small record behind.
+  BreakpointList.remove(BreakpointList.indexOf(found));
   session.WriteBreakpoints(text(workspace), true);
   return session.SendCommand(command, true);
 }
