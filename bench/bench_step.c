@@ -13,6 +13,8 @@
    SorbLua.dll and SorbLua.exe are taken from this program's folder; the
    loop program is written there too. */
 #include <windows.h>
+#include <fcntl.h>
+#include <io.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -212,6 +214,7 @@ int main(int argc, char** argv) {
   int steps = argc > 1 ? atoi(argv[1]) : 300;
   double *paced, *rushed, *direct;
   FILE* f;
+  _setmode(_fileno(stdout), _O_BINARY); /* plain line feeds for the terminal */
   if (steps < 1) fail("usage: bench_step [steps]");
   QueryPerformanceFrequency(&frequency);
   GetModuleFileNameA(NULL, dir, MAX_PATH);

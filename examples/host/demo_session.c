@@ -9,6 +9,8 @@
    SorbLua.exe are taken from this program's folder. */
 #include <windows.h>
 #include <shlobj.h>
+#include <fcntl.h>
+#include <io.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -208,6 +210,8 @@ int main(int argc, char** argv) {
   HostExecInfo exec;
   int line, from;
 
+  /* Plain line feeds: the transcript is read where the build runs. */
+  _setmode(_fileno(stdout), _O_BINARY);
   setvbuf(stdout, NULL, _IOFBF, 1 << 16);
   GetModuleFileNameA(NULL, here, MAX_PATH);
   *strrchr(here, '\\') = 0;
