@@ -97,6 +97,10 @@ local agent_lines = {}
 local ALL         = setmetatable({}, { __index = function() return true end })
 local special     = ALL
 
+-- Per function: [line] = false when none of the breakpoints on that line
+-- number is in the function's file (run mode; new when breakpoints change).
+local break_hits = setmetatable({}, weak_keys)
+
 -- defined further down, with the code that runs in the program's threads
 local out, dumpvar, context_meta, update_mode
 
@@ -614,6 +618,22 @@ local function has_breakpoint(file, line)
   return false
 end
 
+-- the break_hits entry of a function (an agent function gets none: its line
+-- events take the full path)
+local function func_hits(func)
+  local hits = {}
+  if func then
+    local file = func_file(func)
+    if not agent_fn[func] then
+      for line in pairs(breakpoints) do
+        if not has_breakpoint(file, line) then hits[line] = false end
+      end
+    end
+    break_hits[func] = hits
+  end
+  return hits
+end
+
 --}}}
 --{{{ tracing
 
@@ -1063,6 +1083,7 @@ function update_mode()
   end
   fast = started and not (step_into or step_over or watching
                           or trace_calls or trace_returns or trace_lines)
+  break_hits = setmetatable({}, weak_keys)
   if fast then
     local s = {}
     for l, files in pairs(breakpoints) do
@@ -1182,7 +1203,9 @@ local function new_thread(th)
       elseif s == BREAK_LINE then
         -- a line number with breakpoints (maybe in other files) in run mode
         local func = getinfo(2, 'f').func
-        if func and not has_breakpoint(func_file(func), line) and not agent_fn[func] then
+        local hits = break_hits[func]
+        if not hits then hits = func_hits(func) end
+        if hits[line] == false then
           mark = stack
           return
         end
