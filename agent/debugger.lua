@@ -1005,7 +1005,7 @@ end
 -- by their line numbers, listed in agent_lines at the end.
 
 function out(...)
-  io.write(...)
+  io.write(tconcat({...}))  -- one write: the reader sees whole lines
   io.flush()
 end
 
