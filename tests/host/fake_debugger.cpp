@@ -26,6 +26,11 @@
 #include <utility>
 #include <vector>
 
+// "For ever" is long enough for any test that means to kill us, yet an
+// orphan left by a failed test ends by itself instead of holding the test
+// runner's output pipe open.
+static const DWORD stayMs = 60000;
+
 static void write(const std::string& text) {
   DWORD n;
   WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), text.data(), (DWORD)text.size(), &n, 0);
@@ -131,10 +136,10 @@ int main(int argc, char** argv) {
         if (!answered) write("got " + line + "\n");
         write(prompt);
       }
-      if (ignoreQuit) Sleep(INFINITE);
+      if (ignoreQuit) Sleep(stayMs);
       return 0;
     } else if (word == "hang") {
-      Sleep(INFINITE);
+      Sleep(stayMs);
     } else if (word == "exit") {
       return atoi(rest.c_str());
     } else {
