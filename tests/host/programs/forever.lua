@@ -1,0 +1,5 @@
+-- Never ends by itself.
+local n = 0
+while true do
+  n = n + 1
+end
