@@ -75,8 +75,11 @@ bool Process::write(const char* text) {
     report(__FILE__, __LINE__);
     return false;
   }
-  bool ok = input_.write(text, (int)strlen(text));
-  return input_.flush() && ok;
+  // No flush: an anonymous pipe buffers nothing on our side, so the bytes
+  // are already the child's to read. FlushFileBuffers would only wait until
+  // the child reads them, and a program running freely never does: the IDE
+  // would hang on the next command, even on the stop that is meant to kill it.
+  return input_.write(text, (int)strlen(text));
 }
 
 // Replaces handle by a duplicate the child does not inherit.
