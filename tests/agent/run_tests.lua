@@ -1,10 +1,7 @@
--- Tests of the Lua debugger agent (agent/debugger.lua) with the real Lua 5.1
--- interpreter. usage: lua5.1 tests/agent/run_tests.lua [agent] [interpreter]
--- Each case runs a program of programs/ in that folder with the agent loaded,
--- feeds command lines on standard input and checks the output (standard
--- output and error together; addresses shown as 0x?, the agent's path as
--- <AGENT>, with clock = true the clock of trace lines as CLOCK). Prints one line per failed check, then "N passed, N failed".
-
+-- The agent (agent/debugger.lua) under the real Lua 5.1 interpreter, case by
+-- case (cases.lua). usage: lua5.1 tests/agent/run_tests.lua [agent] [interpreter]
+-- Output is stdout and stderr together, addresses as 0x?, the agent's path as
+-- <AGENT>, with clock = true trace clocks as CLOCK.
 local function shell(cmd)
   local p = assert(io.popen(cmd, 'r'))
   local s = p:read('*a')
@@ -12,42 +9,22 @@ local function shell(cmd)
   return s
 end
 local function q(s) return "'" .. string.gsub(s, "'", "'\\''") .. "'" end
-local function absolute(path)
-  if string.sub(path, 1, 1) == '/' then return path end
-  return (string.gsub(shell('pwd'), '\n$', '')) .. '/' .. path
-end
+local cwd = (string.gsub(shell('pwd'), '\n$', ''))
+local function absolute(path) return string.sub(path, 1, 1) == '/' and path or cwd .. '/' .. path end
 
-local here = string.match(arg[0], '^(.*)/[^/]*$') or '.'
-here = absolute(here)
+local here = absolute(string.match(arg[0], '^(.*)/[^/]*$') or '.')
 local agent = absolute(arg[1] or (here .. '/../../agent/debugger.lua'))
 local lua = arg[2] or 'lua5.1'
 local programs = here .. '/programs'
-
--- the agent is copied as <tmp>/debugger.lua so that require 'debugger' finds it
+-- copied as <tmp>/debugger.lua so that require 'debugger' finds it
 local tmpdir = (string.gsub(shell('mktemp -d'), '\n$', ''))
-local agent_copy = tmpdir .. '/debugger.lua'
-do
-  local f = io.open(agent, 'rb')
-  if not f then
-    print('cannot read the agent ' .. agent)
-    print('0 passed, 1 failed')
-    os.exit(1)
-  end
-  local src = f:read('*a')
-  f:close()
-  local o = assert(io.open(agent_copy, 'wb'))
-  o:write(src)
-  o:close()
-end
+shell('cp ' .. q(agent) .. ' ' .. q(tmpdir .. '/debugger.lua'))
 
 local passed, failed = 0, 0
-local function check(ok, case, what)
-  if ok then
-    passed = passed + 1
-  else
-    failed = failed + 1
-    print('FAIL ' .. case.name .. ': ' .. what)
-  end
+local function check(ok, case, what, text)
+  if ok then passed = passed + 1 return end
+  failed = failed + 1
+  print('FAIL ' .. case.name .. ': ' .. what .. ' ' .. string.format('%q', tostring(text)))
 end
 
 local function run(case)
@@ -55,78 +32,56 @@ local function run(case)
   local f = assert(io.open(input, 'w'))
   for _, l in ipairs(case.input or {}) do f:write(l, '\n') end
   f:close()
-  local env = 'OS=' .. q(case.os or '') .. ' LUA_PATH=' .. q(case.path or (tmpdir .. '/?.lua;;'))
-  local cmd
-  if case.mode == 'pause' then
-    cmd = env .. ' ' .. lua .. ' -l debugger ' .. case.prog
-  elseif case.mode == 'host' then
-    cmd = env .. ' ' .. lua .. ' ' .. q(here .. '/host.lua') .. ' ' .. q(agent_copy) .. ' ' .. case.prog
-  else
-    cmd = env .. ' ' .. lua .. ' -e ' .. q("require('debugger').start()") .. ' ' .. case.prog
-  end
-  local out = shell('cd ' .. q(programs) .. ' && ' .. cmd .. ' < ' .. q(input) .. ' 2>&1')
+  local cmd = 'OS=' .. q(case.os or '') .. ' LUA_PATH=' .. q(case.path or (tmpdir .. '/?.lua;;')) .. ' ' .. lua
+  if case.mode == 'pause' then cmd = cmd .. ' -l debugger '
+  elseif case.mode == 'host' then cmd = cmd .. ' ' .. q(here .. '/host.lua') .. ' ' .. q(tmpdir .. '/debugger.lua') .. ' '
+  else cmd = cmd .. ' -e ' .. q("require('debugger').start()") .. ' ' end
+  local out = shell('cd ' .. q(programs) .. ' && ' .. cmd .. case.prog .. ' < ' .. q(input) .. ' 2>&1')
   os.remove(input)
-  out = string.gsub(out, '0x%x+', '0x?')
+  out = string.gsub(string.gsub(out, '0x%x+', '0x?'), tmpdir .. '/debugger.lua', '<AGENT>')
   if case.clock then out = string.gsub(out, '%d%d%d%d%d%.%d%d:', 'CLOCK:') end
-  out = string.gsub(out, tmpdir .. '/debugger.lua', '<AGENT>')
   local lines = {}
-  for l in string.gmatch(out, '([^\n]*)\n') do lines[#lines + 1] = l end
-  local rest = string.match(out, '([^\n]*)$')
-  if rest ~= '' then lines[#lines + 1] = rest end
+  for l in string.gmatch(out .. (string.sub(out, -1) == '\n' and '' or '\n'), '([^\n]*)\n') do lines[#lines + 1] = l end
+  if out == '' then lines = {} end
   return lines, out
 end
 
-local function has_line(lines, want)
-  for _, l in ipairs(lines) do if l == want then return true end end
-  return false
-end
-
-local function run_case(case)
-  local lines, out = run(case)
-  if case.expect then
-    local ok, what = true, nil
-    for i = 1, math.max(#lines, #case.expect) do
-      if lines[i] ~= case.expect[i] then
-        ok = false
-        what = string.format('line %d: expected %q, got %q', i, tostring(case.expect[i]), tostring(lines[i]))
-        break
-      end
+-- first index at which want (a list) appears in lines, adjacent or merely in order
+local function find(lines, want, adjacent)
+  for i = 1, #lines do
+    local j, k = 1, i
+    while want[j] and lines[k] do
+      if lines[k] == want[j] then j = j + 1 elseif adjacent then break end
+      k = k + 1
     end
-    check(ok, case, what)
+    if not want[j] then return true end
+    if not adjacent then return false, want[j] end
   end
-  for _, want in ipairs(case.contains or {}) do
-    check(has_line(lines, want), case, 'missing line ' .. string.format('%q', want))
-  end
-  for _, bad in ipairs(case.absent or {}) do
-    check(not string.find(out, bad, 1, true), case, 'unexpected text ' .. string.format('%q', bad))
-  end
-  for _, pat in ipairs(case.matches or {}) do
-    local found = false
-    for _, l in ipairs(lines) do if string.find(l, pat) then found = true break end end
-    check(found, case, 'no line matches ' .. string.format('%q', pat))
-  end
-  if case.block then   -- these lines appear one after the other
-    local found = false
-    for i = 1, #lines do
-      local ok = true
-      for j, want in ipairs(case.block) do
-        if lines[i + j - 1] ~= want then ok = false break end
-      end
-      if ok then found = true break end
-    end
-    check(found, case, 'lines not found together: ' .. string.format('%q', case.block[1]))
-  end
-  if case.order then   -- these lines appear in this order (not necessarily adjacent)
-    local i = 1
-    for _, l in ipairs(lines) do
-      if l == case.order[i] then i = i + 1 end
-    end
-    check(i > #case.order, case, 'line out of order or missing: ' .. string.format('%q', tostring(case.order[i])))
-  end
+  return false, want[1]
 end
 
 local cases = assert(loadfile(here .. '/cases.lua'))({ programs = programs, agent_dir = tmpdir })
-for _, case in ipairs(cases) do run_case(case) end
+for _, case in ipairs(cases) do
+  local lines, out = run(case)
+  if case.expect then
+    local i = 1
+    while (lines[i] or case.expect[i]) and lines[i] == case.expect[i] do i = i + 1 end
+    check(i > math.max(#lines, #case.expect), case,
+          'line ' .. i .. ': expected ' .. string.format('%q', tostring(case.expect[i])) .. ', got', lines[i])
+  end
+  for _, want in ipairs(case.contains or {}) do check(find(lines, { want }), case, 'missing line', want) end
+  for _, bad in ipairs(case.absent or {}) do check(not string.find(out, bad, 1, true), case, 'unexpected text', bad) end
+  for _, pat in ipairs(case.matches or {}) do
+    local found = false
+    for _, l in ipairs(lines) do found = found or string.find(l, pat) ~= nil end
+    check(found, case, 'no line matches', pat)
+  end
+  if case.block then check(find(lines, case.block, true), case, 'lines not found together', case.block[1]) end
+  if case.order then
+    local ok, missing = find(lines, case.order, false)
+    check(ok, case, 'line out of order or missing:', missing)
+  end
+end
 
 shell('rm -rf ' .. q(tmpdir))
 print(passed .. ' passed, ' .. failed .. ' failed')
