@@ -1,48 +1,21 @@
-// Whole debugging sessions as the IDE runs them: the plug-in loaded by file
-// name and driven through its exports and session slots, the real
-// SorbLua.exe and agent underneath, small Lua programs from programs/. What
-// is checked is what the host sees: the echoed commands and the debugger's
+// Whole debugging sessions as the IDE runs them, with the real SorbLua.exe
+// and agent underneath, on small Lua programs from programs/. What is
+// checked is what the host sees: the echoed commands and the debugger's
 // text (kind 0), the marker (kind 1), the error notice (kind 2) and the
 // busy flag.
-#include <windows.h>
-#include <shlobj.h>
+#include "fixture.hpp"
+
 #include <tlhelp32.h>
 
-#include <regex>
 #include <thread>
-#include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
-#include "host.h"
-
 namespace {
-
-std::string here() {
-  char p[MAX_PATH];
-  std::string s(p, GetModuleFileNameA(nullptr, p, MAX_PATH));
-  return s.substr(0, s.find_last_of('\\'));
-}
-
-const std::string runDir = here(), programs = runDir + "\\programs";
-const char prompt[] = "[DEBUG]> ";
-
-std::string lower(std::string s) {
-  CharLowerA(&s[0]);
-  return s;
-}
 
 std::string slashes(std::string s) {
   for (char& c : s)
     if (c == '\\') c = '/';
   return s;
-}
-
-// Windows prints addresses as eight hex digits.
-std::string addresses(const std::string& s) {
-  static const std::regex address("(table|function|thread|userdata): [0-9A-Fa-f]{8}");
-  return std::regex_replace(s, address, "$1: 0x?");
 }
 
 // The debuggers this process has started and that still run.
@@ -58,82 +31,27 @@ std::vector<DWORD> debuggers() {
   return ids;
 }
 
-// Each test loads its own copy of the DLL, named after the test, so its
-// settings and its workspace's breakpoints are its own.
-class Session : public ::testing::Test {
+class Session : public Plugin {
  protected:
-  void SetUp() override {
-    const ::testing::TestInfo* t = ::testing::UnitTest::GetInstance()->current_test_info();
-    std::string name = std::string(t->test_suite_name()) + "_" + t->name();
-    CreateDirectoryA((runDir + "\\plugins").c_str(), nullptr);
-    dll = runDir + "\\plugins\\" + name + ".dll";
-    workspace = name + "-ws";
-    char folder[MAX_PATH] = "";
-    SHGetSpecialFolderPathA(nullptr, folder, CSIDL_APPDATA, FALSE);
-    ini = std::string(folder) + "\\Brennick\\Tarn\\" + name + ".ini";
-    wsIni = std::string(folder) + "\\Brennick\\Tarn\\" + workspace + ".ini";
-    DeleteFileA(ini.c_str());
-    DeleteFileA(wsIni.c_str());
-    ASSERT_TRUE(CopyFileA((runDir + "\\SorbLua.dll").c_str(), dll.c_str(), FALSE));
-    hostClearLog();
-    char error[300];
-    ASSERT_TRUE(hostLoad(&p, dll.c_str(), error, sizeof error)) << error;
-  }
-  void TearDown() override {
-    if (ctx) p.DebugStopDebugging(ctx);
-    hostUnload(&p);
-    SetCurrentDirectoryA(runDir.c_str());
-    DeleteFileA(dll.c_str());
-    DeleteFileA(ini.c_str());
-    DeleteFileA(wsIni.c_str());
-    hostClearLog();
-  }
-
   // Starts SorbLua.exe on script and waits for the agent's first prompt.
-  void start(const std::string& script, const char* file = "",
-             const std::string& directory = programs) {
-    HostExecInfo info;
-    hostExecInfo(&info, (runDir + "\\SorbLua.exe").c_str(), "", script.c_str(), file,
-                 directory.c_str());
-    strcpy(info.workspace, workspace.c_str());
-    ASSERT_EQ(1, p.DebugStartDebugging(&ctx, &info));
+  void start(const std::string& script, const char* file = "") {
+    ASSERT_EQ(1, startReal(script, file));
     ASSERT_TRUE(waitOutput("Type 'help' for commands\n[DEBUG]> ", 0)) << output(0);
-  }
-  void stop() {
-    ASSERT_EQ(1, p.DebugStopDebugging(ctx));
-    ctx = nullptr;
-  }
-  void* session() { return p.DebugGetDebugger(); }
-
-  std::string output(int from) {
-    char* text = hostOutputText(from);
-    std::string s = addresses(text);
-    free(text);
-    return s;
-  }
-  bool waitOutput(const std::string& part, int from, DWORD ms = 20000) {
-    return hostWaitForOutput(from, part.c_str(), ms) != 0;
   }
   // The text from a command's echo to the agent's next prompt.
   std::string reply(int from) {
     EXPECT_TRUE(waitOutput(prompt, from)) << output(from);
     return output(from);
   }
-  std::string ask(int slot) {
+  std::string ask(int slot, const char* text = nullptr) {
     int from = hostEventCount();
-    EXPECT_EQ(1, hostCall(session(), slot));
+    EXPECT_EQ(1, text ? hostCallText(session(), slot, text) : hostCall(session(), slot));
     return reply(from);
   }
   std::string say(const char* command) {
     int from = hostEventCount();
     EXPECT_EQ(1, hostCallTextByte(session(), HS_SEND_COMMAND, command, 1));
     return reply(from);
-  }
-  // Every line the debugger printed before now has been looked at.
-  void sync() {
-    int from = hostEventCount();
-    ASSERT_EQ(1, hostCallTextByte(session(), HS_SEND_COMMAND, "listw", 0));
-    ASSERT_TRUE(waitOutput(prompt, from));
   }
   // The next marker move to a place at or after from (skipping clears):
   // its line, and its file in where; -1 when none came.
@@ -155,7 +73,6 @@ class Session : public ::testing::Test {
     EXPECT_TRUE(waitOutput(prompt, from)) << output(from);
     return line;
   }
-  // BreakSet, waiting for the agent's answer.
   void breakSet(const std::string& file, int line) {
     int from = hostEventCount();
     EXPECT_EQ(1, hostCallFileLine(session(), HS_BREAK_SET, file.c_str(), line));
@@ -170,10 +87,6 @@ class Session : public ::testing::Test {
     for (int i = 0; i < 500 && hostCallBool(session(), HS_IS_RUNNING); i++) hostPump(10);
     return !hostCallBool(session(), HS_IS_RUNNING);
   }
-
-  HostPlugin p{};
-  void* ctx = nullptr;
-  std::string dll, workspace, ini, wsIni;
 };
 
 const std::string steps = programs + "\\steps.lua";
@@ -189,14 +102,10 @@ TEST_F(Session, SteppingMovesTheMarkerUntilTheProgramEnds) {
   EXPECT_EQ(2, go(HS_STEP, &file));
   EXPECT_EQ(steps, file) << "made a full path in the working directory";
   EXPECT_EQ("step\nPaused at file: steps.lua (2) (1)\n[DEBUG]> ", output(from));
-  const HostStopLocation* where = location();
-  EXPECT_EQ(2, where->line);
-  EXPECT_EQ(steps, where->file);
+  EXPECT_EQ(2, location()->line);
+  EXPECT_EQ(steps, location()->file);
 
-  for (int line : {3, 8, 13, 14, 10, 11}) EXPECT_EQ(line, go(HS_STEP));
-  from = hostEventCount();
-  EXPECT_EQ(5, go(HS_STEP));  // into inner(), a level deeper
-  EXPECT_NE(std::string::npos, output(from).find("Paused at file: steps.lua (5) (3)\n"));
+  for (int line : {3, 8, 13, 14, 10, 11, 5}) EXPECT_EQ(line, go(HS_STEP));  // 5: into inner()
   EXPECT_EQ(6, go(HS_NEXT));
   EXPECT_EQ(12, go(HS_UNTIL));  // back in outer()
   EXPECT_EQ(15, go(HS_NEXT));   // out of outer() into the main chunk
@@ -214,13 +123,10 @@ TEST_F(Session, SteppingMovesTheMarkerUntilTheProgramEnds) {
   int cleared = hostWaitFor(quit, 1, "", 5000);
   ASSERT_LE(0, cleared);
   EXPECT_EQ(0, hostEvent(cleared).line);
-  EXPECT_STREQ("", hostEvent(cleared).text);
   EXPECT_TRUE(ended());
   EXPECT_EQ(0, hostCallBool(s, HS_IS_BUSY));
   EXPECT_EQ(0, hostCount(0, 2, nullptr));
   EXPECT_STREQ("", location()->file);
-  stop();
-  EXPECT_EQ(nullptr, session());
 }
 
 // The script by full path: the agent lower-cases it and the host gets it
@@ -233,9 +139,7 @@ TEST_F(Session, BreakpointsByNameFullPathAndSloppyName) {
   std::string typed11 = "setb 11 " + slashes(steps), typed15 = "setb 15 programs/steps",
               typed5 = "setb 5 " + steps;  // a backslash is no separator: never hit
   for (const std::string& c : {typed11, typed15, typed5}) say(c.c_str());
-  std::string text = output(0);
-  EXPECT_NE(std::string::npos, text.find("setb 6 STEPS.LUA\nBreakpoint set in file STEPS.LUA line 6\n"));
-  EXPECT_NE(std::string::npos, text.find("Breakpoint set in file programs/steps line 15\n"));
+  EXPECT_NE(std::string::npos, output().find("setb 6 STEPS.LUA\nBreakpoint set in file STEPS.LUA line 6\n"));
 
   int from = hostEventCount();
   std::string file;
@@ -249,14 +153,11 @@ TEST_F(Session, BreakpointsByNameFullPathAndSloppyName) {
   EXPECT_EQ(15, go(HS_CONTINUE));
 
   unsigned char enabled = 0;
-  EXPECT_EQ(1, hostCallIsBreakpoint(s, upper.c_str(), 6, &enabled));
   EXPECT_EQ(0, hostCallIsBreakpoint(s, steps.c_str(), 11, &enabled)) << "typed ones are not stored";
   from = hostEventCount();
   EXPECT_EQ(1, hostCallFileLine(s, HS_BREAK_CLEAR, upper.c_str(), 6));
   EXPECT_EQ("delb 6 STEPS.LUA\nBreakpoint deleted from file STEPS.LUA line 6\n[DEBUG]> ", reply(from));
-  EXPECT_EQ(0, hostCallIsBreakpoint(s, upper.c_str(), 6, &enabled));
-  text = ask(HS_BREAK_INFO);
-  EXPECT_EQ(0u, text.find("listb\n"));
+  std::string text = ask(HS_BREAK_INFO);
   for (const std::string& b : {"Break at: 11 in " + slashes(marker) + "\n",
                                std::string("Break at: 15 in programs/steps\n"),
                                "Break at: 5 in " + marker + "\n"})
@@ -264,15 +165,16 @@ TEST_F(Session, BreakpointsByNameFullPathAndSloppyName) {
   EXPECT_EQ(std::string::npos, text.find("Break at: 6 ")) << text;
 
   EXPECT_EQ(11, go(HS_CONTINUE));  // the second call, and no stop at 6 after it
-  from = hostEventCount();
-  EXPECT_EQ(1, hostCall(s, HS_BREAK_ALL));
-  EXPECT_EQ("delallb\nAll breakpoints deleted\n[DEBUG]> ", reply(from));
+  EXPECT_EQ("delallb\nAll breakpoints deleted\n[DEBUG]> ", ask(HS_BREAK_ALL));
   from = hostEventCount();
   EXPECT_EQ(1, hostCall(s, HS_CONTINUE));
   EXPECT_TRUE(waitOutput("first 6 second 21 counter 2\nDebugging process terminated.\n", from));
   EXPECT_EQ(std::string::npos, output(from).find("Paused"));
 }
 
+// Looking at a stopped function, its stack levels, a statement that changes
+// a caller's local, and a watch, which stops without a position line: the
+// marker stays cleared until the next step.
 TEST_F(Session, InspectingAStoppedFunction) {
   start("steps.lua");
   breakSet(steps, 6);
@@ -285,81 +187,38 @@ TEST_F(Session, InspectingAStoppedFunction) {
   EXPECT_EQ("glob\nglobals = table: 0x?\n[DEBUG]> ", ask(HS_UP));
   EXPECT_EQ("fenv\nenvironment = table: 0x?\n[DEBUG]> ", ask(HS_LOCALS));
   std::string text = say("vars 1");
-  for (const char* line : {"variables = {  -- table: 0x?\n", "  n = 2;\n", "  doubled = 4;\n",
-                           "  config = table: 0x?\n"})
+  for (const char* line : {"  n = 2;\n", "  doubled = 4;\n", "  config = table: 0x?\n"})
     EXPECT_NE(std::string::npos, text.find(line)) << line << " in " << text;
-  text = say("glob 1");
-  EXPECT_NE(std::string::npos, text.find("  counter = 0;\n")) << text;
-  EXPECT_NE(std::string::npos, text.find("  print = function: 0x?;\n")) << text;
-
-  // Print dumps, one level unless told more.
-  int from = hostEventCount();
-  EXPECT_EQ(1, hostCallText(session(), HS_PRINT, "config"));
-  text = reply(from);
+  EXPECT_NE(std::string::npos, say("glob 1").find("  counter = 0;\n"));
+  // Print dumps one level unless told more.
+  text = ask(HS_PRINT, "config");
   EXPECT_EQ(0u, text.find("dump config\nconfig = {  -- table: 0x?\n")) << text;
   EXPECT_NE(std::string::npos, text.find("\n  sizes = table: 0x?\n")) << text;
-  EXPECT_NE(std::string::npos, text.find("\n  name = \"demo\";\n")) << text;
-  from = hostEventCount();
-  EXPECT_EQ(1, hostCallText(session(), HS_PRINT, "config 2"));
-  EXPECT_NE(std::string::npos, reply(from).find(
+  EXPECT_NE(std::string::npos, ask(HS_PRINT, "config 2").find(
       "  sizes = {  -- table: 0x?\n    [1] = 1;\n    [2] = 2;\n    [3] = table: 0x?\n  };\n"));
-  from = hostEventCount();
-  EXPECT_EQ(1, hostCallText(session(), HS_PRINT, "config.sizes.3"));
-  EXPECT_EQ("dump config.sizes.3\nconfig.sizes.3 = {  -- table: 0x?\n  deep = true;\n};\n[DEBUG]> ",
-            reply(from));
-  from = hostEventCount();
-  EXPECT_EQ(1, hostCallText(session(), HS_PRINT, ""));
-  EXPECT_EQ("dump \nBad request\n[DEBUG]> ", reply(from));
-  from = hostEventCount();
-  EXPECT_EQ(1, hostCallText(session(), HS_PRINTEX, ""));
-  EXPECT_EQ("setw \nBad request\n[DEBUG]> ", reply(from));
 
-  text = ask(HS_HELP);
-  EXPECT_EQ(0u, text.find("help\npause(msg)          -- start/resume a debugger session\n")) << text;
-  EXPECT_NE(std::string::npos,
-            text.find("what <func>         -- show where <func> is defined (if known)\n[DEBUG]> "));
-  EXPECT_EQ(0, moves(stopped)) << "looking moves no marker";
-}
-
-// A watch stops the program without a position line: the marker stays
-// cleared until the next step.
-TEST_F(Session, AWatchStopsWithoutMovingTheMarker) {
-  start("steps.lua");
-  int from = hostEventCount();
-  EXPECT_EQ(1, hostCallText(session(), HS_PRINTEX, "counter == 1"));
-  EXPECT_EQ("setw counter == 1\nSet watch exp no. 1\n[DEBUG]> ", reply(from));
-  EXPECT_EQ("run\n[DEBUG]> ", ask(HS_RUN));
-  sync();
-  EXPECT_EQ(1, moves(from));
-  EXPECT_EQ(0, location()->line);
-  // Stopped at the first line that sees it true: the one after the increment.
-  EXPECT_EQ(0u, ask(HS_STACK).find("trace\n[1]***\tinner in steps.lua:7\n"));
-  EXPECT_EQ("=counter\n1\t\n[DEBUG]> ", say("=counter"));
-  EXPECT_EQ("listw\nWatch exp. 1: counter == 1\n[DEBUG]> ", say("listw"));
-  EXPECT_EQ("delw 1\nWatch expression deleted\n[DEBUG]> ", say("delw 1"));
-  EXPECT_EQ(12, go(HS_STEP));
-}
-
-TEST_F(Session, StackLevelsAndStatements) {
-  start("steps.lua");
-  breakSet(steps, 6);
-  ASSERT_EQ(6, go(HS_RUN));
-  int from = hostEventCount();
   EXPECT_EQ("trace\n[1]***\tinner in steps.lua:6\n[2]\touter in steps.lua:11\n"
             "[3]\tmain in steps.lua:14\n[DEBUG]> ", ask(HS_STACK));
   EXPECT_EQ("set 2\nLevel: 2\n[DEBUG]> ", say("set 2"));
   EXPECT_NE(std::string::npos, ask(HS_STACK).find("[1]\tinner in steps.lua:6\n[2]***\touter"));
   EXPECT_EQ("=x\n2\t\n[DEBUG]> ", say("=x"));
   EXPECT_EQ("x = 5\n[DEBUG]> ", say("x = 5"));  // outer's local, from inside inner
+  say("set 1");
+  EXPECT_EQ(0, moves(stopped)) << "looking moves no marker";
+
+  EXPECT_EQ("setw counter == 1\nSet watch exp no. 1\n[DEBUG]> ", ask(HS_PRINTEX, "counter == 1"));
+  int from = hostEventCount();
+  EXPECT_EQ("run\n[DEBUG]> ", ask(HS_RUN));
+  sync();
+  EXPECT_EQ(1, moves(from)) << "only Run's clear";
+  EXPECT_EQ(0, location()->line);
+  // Stopped at the first line that sees it true: the one after the increment.
+  EXPECT_EQ(0u, ask(HS_STACK).find("trace\n[1]***\tinner in steps.lua:7\n"));
+  EXPECT_EQ("delw 1\nWatch expression deleted\n[DEBUG]> ", say("delw 1"));
+  EXPECT_EQ(12, go(HS_STEP));
   EXPECT_EQ("=x\n5\t\n[DEBUG]> ", say("=x"));
-  EXPECT_EQ("=nosuch.field\nRun error: [string \"return nosuch.field\"]:1: attempt to index "
-            "global 'nosuch' (a nil value)\n[DEBUG]> ", say("=nosuch.field"));
-  EXPECT_EQ(0, moves(from)) << "changing levels moves no marker";
-  EXPECT_EQ("set 1\nLevel: 1\n[DEBUG]> ", say("set 1"));
-  EXPECT_EQ(12, go(HS_UNTIL));
-  EXPECT_EQ("=x\n5\t\n[DEBUG]> ", say("=x"));
+  ask(HS_BREAK_ALL);
   from = hostEventCount();
-  EXPECT_EQ(1, hostCall(session(), HS_BREAK_ALL));
   EXPECT_EQ(1, hostCall(session(), HS_CONTINUE));
   EXPECT_TRUE(waitOutput("first 9 second 30 counter 2\n", from)) << output(from);
 }
@@ -368,9 +227,8 @@ TEST_F(Session, StackLevelsAndStatements) {
 // whose colon comes first: the host is shown no position for them.
 TEST_F(Session, InsideACoroutineTheMarkerStays) {
   start("coro.lua");
-  const std::string coro = programs + "\\coro.lua";
   for (int line : {2, 7, 2, 8}) EXPECT_EQ(line, go(HS_STEP));
-  breakSet(coro, 5);
+  breakSet(programs + "\\coro.lua", 5);
   int from = hostEventCount();
   EXPECT_EQ("step\n[thread: 0x?] Paused at file: coro.lua (3) (1)\n[DEBUG]> ", ask(HS_STEP));
   EXPECT_EQ("step\n[thread: 0x?] Paused at file: coro.lua (4) (1)\n[DEBUG]> ", ask(HS_STEP));
@@ -388,19 +246,15 @@ TEST_F(Session, InsideACoroutineTheMarkerStays) {
   EXPECT_TRUE(waitOutput("y 10 z 11\nDebugging process terminated.\n", from)) << output(from);
 }
 
-// The agent stops at the error first (inside itself, so without a
-// marker); once the program goes on, the executable's line brings the
-// notice and the debugger ends.
+// The agent stops at the error first (inside itself, so without a marker);
+// once the program goes on, the executable's line brings the notice and
+// the debugger ends.
 TEST_F(Session, AnUncaughtErrorStopsThenBringsTheNotice) {
   start("boom.lua");
   void* s = session();
   int from = hostEventCount();
   EXPECT_EQ(1, hostCall(s, HS_RUN));
   ASSERT_TRUE(waitOutput("Message: boom.lua:3: division by zero\n[DEBUG]> ", from)) << output(from);
-  EXPECT_NE(std::string::npos, output(from).find("half 0.5\nPaused at file: =debugger ("));
-  EXPECT_NE(std::string::npos, ask(HS_STACK).find("\n[3]\tdivide in boom.lua:3\n[4]\tmain in boom.lua:7\n"));
-  say("set 3");
-  EXPECT_EQ("=b\n0\t\n[DEBUG]> ", say("=b"));
   sync();
   EXPECT_EQ(1, moves(from)) << "only Run's clear";
   EXPECT_EQ(0, hostCount(0, 2, nullptr));
@@ -413,7 +267,6 @@ TEST_F(Session, AnUncaughtErrorStopsThenBringsTheNotice) {
   EXPECT_TRUE(ended());
   std::string text = output(from);
   EXPECT_NE(std::string::npos, text.find("boom.lua:3: division by zero\nstack traceback:\n")) << text;
-  EXPECT_NE(std::string::npos, text.find("\nUnhandled Lua Exception\n")) << text;
   EXPECT_EQ(std::string::npos, text.find("Debugging process terminated.")) << text;
   for (int i = 0; i < 200 && hostCallBool(s, HS_IS_BUSY); i++) hostPump(10);
   EXPECT_EQ(0, hostCallBool(s, HS_IS_BUSY)) << "the reader ended";
@@ -425,49 +278,23 @@ TEST_F(Session, AnUncaughtErrorStopsThenBringsTheNotice) {
 TEST_F(Session, AFailedAssertOpensANewSession) {
   start("asserts.lua");
   void* s = session();
-  EXPECT_EQ(1, hostCallByte(s, HS_SET_BUSY, 1));
   int from = hostEventCount();
   EXPECT_EQ(1, hostCall(s, HS_KILL));
-  EXPECT_EQ(0, hostCallBool(s, HS_IS_BUSY));
-  int cleared = hostWaitFor(from, 1, "", 0);
-  ASSERT_LE(0, cleared);
-  EXPECT_EQ(0, hostEvent(cleared).line);
   ASSERT_TRUE(waitOutput("Lua Debugger - Version 1.20\n", from)) << output(from);
-  std::string text = reply(from);
-  EXPECT_EQ(0u, text.find("exit\nLua Debugger - Version 1.20\n")) << text;
-  text = ask(HS_STACK);
-  EXPECT_NE(std::string::npos, text.find("\n[2]\tassert in [C]:-1\n[3]\tLua in asserts.lua:4\n")) << text;
-  from = hostEventCount();
+  EXPECT_EQ(0u, reply(from).find("exit\nLua Debugger - Version 1.20\n")) << output(from);
+  EXPECT_NE(std::string::npos,
+            ask(HS_STACK).find("\n[2]\tassert in [C]:-1\n[3]\tLua in asserts.lua:4\n"));
   EXPECT_EQ(8, go(HS_STEP));
-  EXPECT_NE(std::string::npos, output(from).find("Paused at file: asserts.lua (8) (0)\n"
-                                                  "Message: asserts.lua:4: too small\n"));
+  from = hostEventCount();
   EXPECT_EQ(1, hostCall(s, HS_CONTINUE));
   EXPECT_TRUE(waitOutput("caught false\nDebugging process terminated.\n", from));
   EXPECT_TRUE(ended());
   EXPECT_EQ(0, hostCallBool(s, HS_IS_BUSY));
 }
 
-TEST_F(Session, StopAtAPromptEndsTheDebugger) {
-  start("steps.lua");
-  EXPECT_EQ(2, go(HS_STEP));
-  std::vector<DWORD> before = debuggers();
-  ASSERT_EQ(1u, before.size());
-  HANDLE child = OpenProcess(SYNCHRONIZE, FALSE, before[0]);
-  int from = hostEventCount();
-  stop();
-  EXPECT_EQ(nullptr, session());
-  EXPECT_EQ(0u, output(from).find("exit\n")) << output(from);
-  int cleared = hostWaitFor(from, 1, "", 0);
-  ASSERT_LE(0, cleared);
-  EXPECT_EQ(0, hostEvent(cleared).line);
-  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(child, 5000));
-  CloseHandle(child);
-}
-
-// A program that runs on reads no commands: stop is to kill its debugger on
-// the thousandth pass of its wait. Disabled: the quit word's write flushes
-// the pipe, and that waits for a reader that never comes, so the stop never
-// reaches its wait. The watchdog ends the debugger so that the test ends.
+// A program that runs on reads no commands: stop kills its debugger when it
+// has not ended on the quit word. The watchdog ends a debugger the stop
+// missed, so that the test ends.
 TEST_F(Session, StopKillsADebuggerWhoseProgramRunsOn) {
   start("forever.lua");
   EXPECT_EQ(1, hostCall(session(), HS_RUN));
@@ -482,18 +309,17 @@ TEST_F(Session, StopKillsADebuggerWhoseProgramRunsOn) {
   stop();
   watchdog.join();
   EXPECT_GT(5000u, GetTickCount() - start);
-  DWORD code = 0;
-  GetExitCodeProcess(child, &code);
-  EXPECT_EQ(99u, code) << "77: the watchdog had to end it";
-  CloseHandle(child);
+  EXPECT_EQ(99u, exitCode(child)) << "77: the watchdog had to end it";
 }
 
 // The launcher script runs the file it is given; a restart gives it another
-// one, and the breakpoints stored by the first session reach the second.
+// one, and the breakpoints stored by the first session reach the second,
+// without echo, and stop it. A stop at a prompt then ends the debugger.
 TEST_F(Session, RestartDebugsAnotherFile) {
   start("launch.lua", "count.lua");
   const std::string count = programs + "\\count.lua";
   breakSet(count, 3);
+  breakSet(steps, 6);
   std::string file;
   EXPECT_EQ(3, go(HS_RUN, &file));
   EXPECT_EQ(count, file);
@@ -502,46 +328,22 @@ TEST_F(Session, RestartDebugsAnotherFile) {
   int from = hostEventCount();
   ASSERT_EQ(1, p.DebugRestartDebugger(&ctx, "steps.lua"));
   ASSERT_TRUE(waitOutput("Type 'help' for commands\n", from));
-  ASSERT_TRUE(waitOutput("Breakpoint set in file count.lua line 3\n", from)) << output(from);
+  ASSERT_TRUE(waitOutput("Breakpoint set in file steps.lua line 6\n", from)) << output(from);
   std::string text = output(from);
   EXPECT_EQ(0u, text.find("exit\n")) << text;
   EXPECT_NE(std::string::npos, text.find(" launch.lua steps.lua'\n")) << text;
   EXPECT_EQ(std::string::npos, text.find("setb")) << "replayed without echo: " << text;
-  EXPECT_EQ(1u, debuggers().size());
-
-  breakSet(steps, 6);
   from = hostEventCount();
   EXPECT_EQ(6, go(HS_RUN, &file));
   EXPECT_EQ(steps, file);
   EXPECT_NE(std::string::npos, output(from).find("running steps.lua\n"));
-}
 
-// C:\sessions\lib\util.lua is loaded by require as c:/sessions/lib/util.lua
-// and by dofile as lib\util.lua. The slot's bare name util.lua catches only
-// the first; lib\util.lua, typed, only the second. Both show the same file.
-TEST_F(Session, OneFileUnderTwoNames) {
-  const std::string dir = "C:\\sessions";
-  CreateDirectoryA(dir.c_str(), nullptr);
-  CreateDirectoryA((dir + "\\lib").c_str(), nullptr);
-  ASSERT_TRUE(CopyFileA((programs + "\\winlib.lua").c_str(), (dir + "\\winlib.lua").c_str(), FALSE));
-  ASSERT_TRUE(CopyFileA((programs + "\\lib\\util.lua").c_str(), (dir + "\\lib\\util.lua").c_str(),
-                        FALSE));
-  start(dir + "\\winlib.lua", "", dir);
-  breakSet(dir + "\\lib\\util.lua", 3);
-  int from = hostEventCount();
-  std::string file;
-  EXPECT_EQ(3, go(HS_RUN, &file));
-  EXPECT_EQ("c:\\sessions\\lib\\util.lua", file);
-  EXPECT_NE(std::string::npos,
-            output(from).find("Paused at file: c:/sessions/lib/util.lua (3) (2) (breakpoint)\n"));
-  EXPECT_EQ("=n\n3\t\n[DEBUG]> ", say("=n"));
-  say("setb 3 lib\\util.lua");
+  std::vector<DWORD> running = debuggers();
+  ASSERT_EQ(1u, running.size());
+  HANDLE child = OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, running[0]);
   from = hostEventCount();
-  EXPECT_EQ(3, go(HS_CONTINUE, &file));
-  EXPECT_EQ("C:\\sessions\\lib\\util.lua", file);
-  EXPECT_NE(std::string::npos, output(from).find("Paused at file: lib\\util.lua (3) (2) (breakpoint)\n"));
-  EXPECT_EQ("=n\n4\t\n[DEBUG]> ", say("=n"));
-  from = hostEventCount();
-  EXPECT_EQ(1, hostCall(session(), HS_CONTINUE));
-  EXPECT_TRUE(waitOutput("6 8\nDebugging process terminated.\n", from));
+  stop();
+  EXPECT_EQ(0u, output(from).find("exit\n")) << output(from);
+  EXPECT_LE(0, hostWaitFor(from, 1, "", 0)) << "the marker cleared";
+  exitCode(child);  // it ended
 }

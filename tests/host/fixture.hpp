@@ -1,0 +1,139 @@
+// What the plug-in tests share: each test loads its own copy of the DLL,
+// named after the test, so its settings and its workspace's breakpoints are
+// its own; it starts the stand-in or the real debugger in programs/ and
+// reads the callback log as text.
+#pragma once
+#include <windows.h>
+#include <shlobj.h>
+
+#include <fstream>
+#include <regex>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "host.h"
+
+inline std::string here() {
+  char p[MAX_PATH];
+  std::string s(p, GetModuleFileNameA(nullptr, p, MAX_PATH));
+  return s.substr(0, s.find_last_of('\\'));
+}
+
+static const std::string runDir = here(), programs = runDir + "\\programs";
+static const char prompt[] = "[DEBUG]> ", serve[] = "prompt\nserve\n";
+
+inline std::string tarn() {
+  char folder[MAX_PATH] = "";
+  SHGetSpecialFolderPathA(nullptr, folder, CSIDL_APPDATA, FALSE);
+  return std::string(folder) + "\\Brennick\\Tarn\\";
+}
+
+inline std::string lower(std::string s) {
+  CharLowerA(&s[0]);
+  return s;
+}
+
+inline size_t count(const std::string& text, const std::string& part) {
+  size_t n = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) n++;
+  return n;
+}
+
+class Plugin : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const ::testing::TestInfo* t = ::testing::UnitTest::GetInstance()->current_test_info();
+    name = std::string(t->test_suite_name()) + "_" + t->name();
+    CreateDirectoryA((runDir + "\\plugins").c_str(), nullptr);
+    dll = runDir + "\\plugins\\" + name + ".dll";
+    ini = tarn() + name + ".ini";
+    workspace = name + "-ws";
+    wsIni = tarn() + workspace + ".ini";
+    DeleteFileA(ini.c_str());
+    DeleteFileA(wsIni.c_str());
+    ASSERT_TRUE(CopyFileA((runDir + "\\SorbLua.dll").c_str(), dll.c_str(), FALSE));
+    hostClearLog();
+    load();
+  }
+  void TearDown() override {
+    if (ctx) p.DebugStopDebugging(ctx);
+    hostCallbackHook = nullptr;
+    hostUnload(&p);
+    SetCurrentDirectoryA(runDir.c_str());
+    DeleteFileA(dll.c_str());
+    DeleteFileA(ini.c_str());
+    DeleteFileA(wsIni.c_str());
+    hostClearLog();
+  }
+  void load() {
+    char error[300];
+    ASSERT_TRUE(hostLoad(&p, dll.c_str(), error, sizeof error)) << error;
+  }
+  // A setting in the plug-in's profile, read as the library loads again.
+  void reloadWith(const char* section, const char* key, const char* value) {
+    hostUnload(&p);
+    ASSERT_TRUE(WritePrivateProfileStringA(section, key, value, ini.c_str()));
+    load();
+  }
+  int startWith(const std::string& debugger, const std::string& options, const std::string& script,
+                const char* file = "", const std::string& dir = programs) {
+    hostExecInfo(&info, debugger.c_str(), options.c_str(), script.c_str(), file, dir.c_str());
+    strcpy(info.workspace, workspace.c_str());
+    return p.DebugStartDebugging(&ctx, &info);
+  }
+  // The stand-in on its script, one step a line.
+  int startFake(const std::string& steps, const char* file = "") {
+    std::string script = runDir + "\\plugins\\" + name + ".txt";
+    std::ofstream(script) << steps;
+    return startWith(runDir + "\\fake_debugger.exe", "-s " + script, "prog.lua", file);
+  }
+  int startReal(const std::string& program, const char* file = "",
+                const std::string& dir = programs) {
+    return startWith(runDir + "\\SorbLua.exe", "", program, file, dir);
+  }
+  void stop() {
+    ASSERT_EQ(1, p.DebugStopDebugging(ctx));
+    ctx = nullptr;
+  }
+  void* session() { return p.DebugGetDebugger(); }
+
+  // The joined kind-0 text from event from on; addresses as "0x?".
+  std::string output(int from = 0) {
+    static const std::regex address("(table|function|thread|userdata): [0-9A-Fa-f]{8}");
+    char* text = hostOutputText(from);
+    std::string s = std::regex_replace(text, address, "$1: 0x?");
+    free(text);
+    return s;
+  }
+  bool waitOutput(const std::string& part, int from = 0, DWORD ms = 20000) {
+    return hostWaitForOutput(from, part.c_str(), ms) != 0;
+  }
+  // Everything the debugger printed before now has been read and reported:
+  // a command sent without echo, and its answer (until) waited for.
+  void sync(const char* until = prompt) {
+    int from = hostEventCount();
+    ASSERT_EQ(1, hostCallTextByte(session(), HS_SEND_COMMAND, "listw", 0));
+    ASSERT_TRUE(waitOutput(until, from));
+  }
+  // The stand-in's process, from the "pid N" line its script printed.
+  HANDLE child(DWORD access = SYNCHRONIZE | PROCESS_QUERY_INFORMATION) {
+    std::string text = output();
+    size_t at = text.find("pid ");
+    return at == std::string::npos
+               ? nullptr
+               : OpenProcess(access, FALSE, strtoul(text.c_str() + at + 4, nullptr, 10));
+  }
+  static DWORD exitCode(HANDLE process) {
+    DWORD code = 0;
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(process, 5000));
+    GetExitCodeProcess(process, &code);
+    CloseHandle(process);
+    return code;
+  }
+
+  HostPlugin p{};
+  HostExecInfo info;
+  void* ctx = nullptr;
+  std::string name, dll, ini, workspace, wsIni;
+};

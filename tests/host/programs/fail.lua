@@ -1,3 +1,0 @@
-print("before")
-local t = nil
-print(t.field)
