@@ -1,12 +1,11 @@
 // A console child for the process tests: runs its arguments as a script of
 // actions, in order.
-//   print TEXT   write TEXT to standard output (\n \r \t \0 \\ escapes)
+//   print TEXT   write TEXT to standard output (\n escapes a line end)
 //   err TEXT     the same to standard error
 //   echo         copy input lines back until end of input or a line "bye"
 //   cwd          print the current directory
 //   sleep MS     sleep, not reading input
 //   ignore       sleep until killed, not reading input
-//   lines BYTES  write BYTES bytes of 32-byte lines in large writes
 //   exit CODE    end with CODE
 // An unknown word ends the child with code 2; running out of words, with 0.
 #include <windows.h>
@@ -26,19 +25,8 @@ static void put(DWORD which, const char* data, DWORD n) {
 static void putEscaped(DWORD which, const char* text) {
   char* out = (char*)malloc(strlen(text) + 1);
   DWORD n = 0;
-  for (const char* p = text; *p; p++) {
-    if (*p != '\\' || !p[1]) {
-      out[n++] = *p;
-      continue;
-    }
-    switch (*++p) {
-      case 'n': out[n++] = '\n'; break;
-      case 'r': out[n++] = '\r'; break;
-      case 't': out[n++] = '\t'; break;
-      case '0': out[n++] = 0; break;
-      default: out[n++] = *p; break;
-    }
-  }
+  for (const char* p = text; *p; p++)
+    out[n++] = p[0] == '\\' && p[1] == 'n' ? (p++, '\n') : *p;
   put(which, out, n);
   free(out);
 }
@@ -64,22 +52,6 @@ static void echo() {
   if (n) put(STD_OUTPUT_HANDLE, line, n);
 }
 
-static void lines(long long bytes) {
-  enum { LINE = 32, BLOCK = 1 << 16 };
-  static char block[BLOCK];
-  for (int i = 0; i < BLOCK / LINE; i++) {
-    char* line = block + i * LINE;
-    memset(line, 'a' + i % 26, LINE - 1);
-    memcpy(line, "line ", 5);
-    line[LINE - 1] = '\n';
-  }
-  while (bytes > 0) {
-    DWORD n = bytes < BLOCK ? (DWORD)bytes : BLOCK;
-    put(STD_OUTPUT_HANDLE, block, n);
-    bytes -= n;
-  }
-}
-
 int main(int argc, char** argv) {
   for (int i = 1; i < argc; i++) {
     const char* word = argv[i];
@@ -101,9 +73,6 @@ int main(int argc, char** argv) {
       i++;
     } else if (!strcmp(word, "ignore")) {
       Sleep(INFINITE);
-    } else if (!strcmp(word, "lines")) {
-      lines(atoll(arg));
-      i++;
     } else if (!strcmp(word, "exit")) {
       ExitProcess((UINT)atoi(arg));
     } else {
