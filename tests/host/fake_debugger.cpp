@@ -2,28 +2,22 @@
 // tests: it prints what the script says, when it says it, and answers the
 // commands it reads the way the script tells it to.
 //
-// usage: fake_debugger [-s script] [program [file]]
+// usage: fake_debugger -s script [program [file]]
 //
 // Script lines (texts take \n \r \t \\ and \xHH):
 //   print TEXT          write TEXT as it stands
 //   prompt              write "[DEBUG]> "
 //   pid | args | cwd    write "pid N", "args COMMAND LINE", "cwd FOLDER" lines
 //   sleep MS
-//   quit WORD           the word that ends serve (default exit)
-//   ignorequit          serve never ends on the quit word
-//   reply LINE => TEXT  serve answers LINE with TEXT
-//   serve               answer each line read: "got LINE" unless a reply
-//                       matches, then the prompt; the quit word ends with 0
-//   hang                wait for ever
-//   exit CODE
-// Without a script: prompt, then serve.
+//   ignorequit          serve never ends on "exit"
+//   serve               answer each line read with "got LINE" and the
+//                       prompt; "exit" ends with 0
 #include <windows.h>
 
 #include <stdio.h>
 #include <stdlib.h>
 
 #include <string>
-#include <utility>
 #include <vector>
 
 // "For ever" is long enough for any test that means to kill us, yet an
@@ -73,12 +67,12 @@ static const char prompt[] = "[DEBUG]> ";
 
 int main(int argc, char** argv) {
   std::vector<std::string> script;
-  if (argc > 2 && std::string(argv[1]) == "-s") {
-    FILE* f = fopen(argv[2], "r");
-    if (!f) {
-      write(std::string("fake_debugger: cannot open ") + argv[2] + "\n");
-      return 2;
-    }
+  FILE* f = argc > 2 ? fopen(argv[2], "r") : nullptr;
+  if (!f) {
+    write("fake_debugger: no script\n");
+    return 2;
+  }
+  {
     char buffer[4096];
     while (fgets(buffer, sizeof buffer, f)) {
       std::string line(buffer);
@@ -86,13 +80,8 @@ int main(int argc, char** argv) {
       if (!line.empty() && line[0] != '#') script.push_back(line);
     }
     fclose(f);
-  } else {
-    script = {"prompt", "serve"};
   }
-
-  std::string quitWord = "exit";
   bool ignoreQuit = false;
-  std::vector<std::pair<std::string, std::string>> replies;
   for (const std::string& step : script) {
     size_t blank = step.find(' ');
     std::string word = step.substr(0, blank);
@@ -111,37 +100,19 @@ int main(int argc, char** argv) {
       write(std::string("cwd ") + folder + "\n");
     } else if (word == "sleep") {
       Sleep(atoi(rest.c_str()));
-    } else if (word == "quit") {
-      quitWord = rest;
     } else if (word == "ignorequit") {
       ignoreQuit = true;
-    } else if (word == "reply") {
-      size_t arrow = rest.find(" => ");
-      if (arrow != std::string::npos)
-        replies.push_back({rest.substr(0, arrow), unescape(rest.substr(arrow + 4))});
     } else if (word == "serve") {
       std::string line;
       while (readLine(line)) {
-        if (line == quitWord && !ignoreQuit) {
+        if (line == "exit" && !ignoreQuit) {
           write("bye\n");
           return 0;
         }
-        bool answered = false;
-        for (const auto& r : replies)
-          if (r.first == line) {
-            write(r.second);
-            answered = true;
-            break;
-          }
-        if (!answered) write("got " + line + "\n");
-        write(prompt);
+        write("got " + line + "\n" + prompt);
       }
       if (ignoreQuit) Sleep(stayMs);
       return 0;
-    } else if (word == "hang") {
-      Sleep(stayMs);
-    } else if (word == "exit") {
-      return atoi(rest.c_str());
     } else {
       write("fake_debugger: unknown step " + step + "\n");
       return 2;

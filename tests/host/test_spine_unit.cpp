@@ -1,5 +1,6 @@
 // What the host cannot reach: the fault guard by itself, a session without
-// a context, and the line watcher one case at a time.
+// a context, and the line watcher on what the stand-in cannot easily print
+// (thread prefixes, bad numbers and missing files: test_spine).
 #include <windows.h>
 
 #include <string>
@@ -105,9 +106,6 @@ TEST(WatchLine, TakesTheFileAfterTheFirstColon) {
   struct { std::string text; bool found; int line; } cases[] = {
       {"Paused at file: " + slashed + " (12) (1)\n", true, 12},
       {"At:\t" + std::string(temp) + "\t(\t7 \t) tail", true, 7},
-      {"[thread: 0x1] Paused at file: " + slashed + " (12) (1)\n", false, 0},
-      {"Paused at file: " + slashed + " (1 2) (1)\n", false, 0},
-      {"Paused at file: " + slashed + "x (3) (1)\n", false, 0},
       {"no colon " + slashed + " (3)\n", false, 0},
   };
   for (auto& c : cases) {
