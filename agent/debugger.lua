@@ -680,12 +680,12 @@ local function debugger_loop()
 
   local command, args
 
-  -- reads the arguments of the current line by a specification string
-  local function getargs(spec)
+  -- reads the arguments of the current line by a string of argument letters (F L N V S)
+  local function getargs(letters)
     local res = {}
     local pos = 1
-    for i = 1, #spec do
-      local c = ssub(spec, i, i)
+    for i = 1, #letters do
+      local c = ssub(letters, i, i)
       local _, e, arg = sfind(args, '^%s*([%w%p]*)', pos)
       if e then pos = e + 1 else arg = '' end
       if c == 'F' then
@@ -698,7 +698,7 @@ local function debugger_loop()
       end
       res[i] = arg or ''
     end
-    return unpack(res, 1, #spec)
+    return unpack(res, 1, #letters)
   end
 
   local function resume_program(what)
