@@ -1,13 +1,14 @@
 // Placement arithmetic on synthetic monitor layouts.
 #include <gtest/gtest.h>
-#include <stdio.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 
-#include "cError.hpp"
 #include "xMonitor.hpp"
+
+static std::string str(const xRect& r) {
+  return std::to_string(r.x) + " " + std::to_string(r.y) + " " + std::to_string(r.cx) + " " +
+         std::to_string(r.cy);
+}
 
 // A 1920 x 1080 primary monitor with a 1280 x 1024 one to its right.
 class TwoMonitors : public ::testing::Test {
@@ -21,40 +22,20 @@ class TwoMonitors : public ::testing::Test {
   xMonitors m;
 };
 
-static void expectRect(const xRect& r, int x, int y, int cx, int cy) {
-  EXPECT_EQ(x, r.x);
-  EXPECT_EQ(y, r.y);
-  EXPECT_EQ(cx, r.cx);
-  EXPECT_EQ(cy, r.cy);
-}
-
-TEST_F(TwoMonitors, ScreenHoldsEveryMonitorAndFollowsChanges) {
-  expectRect(m.screen(), 0, 0, 3200, 1080);
-  m.add(3, -1280, -200, 1280, 1024);
-  expectRect(m.screen(), -1280, -200, 4480, 1280);
-  EXPECT_EQ(0u, m.screenMonitor().handle);
-}
-
-TEST_F(TwoMonitors, MonitorEdgesAreHalfOpen) {
-  EXPECT_TRUE(primary().isOnMonitor(xPoint{0, 0}));
+TEST_F(TwoMonitors, ScreenEdgesAndNearest) {
+  EXPECT_EQ("0 0 3200 1080", str(m.screen()));
   EXPECT_TRUE(primary().isOnMonitor(xPoint{1919, 1079}));
-  EXPECT_FALSE(primary().isOnMonitor(xPoint{1920, 0}));
-  EXPECT_FALSE(primary().isOnMonitor(xPoint{0, 1080}));
+  EXPECT_FALSE(primary().isOnMonitor(xPoint{1920, 0}));  // edges are half-open
   EXPECT_TRUE(right().isOnMonitor(xPoint{1920, 0}));
-  EXPECT_TRUE(primary().isOnMonitor(xRect{0, 0, 1920, 1080}));
   EXPECT_FALSE(primary().isOnMonitor(xRect{1, 0, 1920, 1080}));
-}
-
-TEST_F(TwoMonitors, FindNearestPicksTheClosestMonitor) {
-  EXPECT_EQ(2u, m.findNearest(xPoint{2500, 500}).handle);
   EXPECT_EQ(2u, m.findNearest(xPoint{5000, 1050}).handle);
   EXPECT_EQ(1u, m.findNearest(xPoint{-300, 2000}).handle);
-  EXPECT_EQ(1u, m.findNearest(xPoint{1919, 1079}).handle);
+  m.add(3, -1280, -200, 1280, 1024);
+  EXPECT_EQ("-1280 -200 4480 1280", str(m.screen()));
 }
 
 // A system that names a monitor missing from the list.
-class UnknownNearest : public xMonitors {
- protected:
+struct UnknownNearest : xMonitors {
   unsigned int nearestHandle(const xPoint&) override { return 99; }
 };
 
@@ -63,181 +44,84 @@ TEST(Monitors, UnknownNearestMonitorFallsBackToTheFirst) {
   u.add(7, 100, 100, 800, 600);
   u.add(8, 900, 100, 800, 600);
   EXPECT_EQ(7u, u.findNearest(xPoint{1000, 200}).handle);
-  xMonitors empty;
-  EXPECT_EQ(0, empty.findNearest(xPoint{1, 1}).cx);
+  EXPECT_EQ(0, xMonitors().findNearest(xPoint{1, 1}).cx);
 }
 
-TEST_F(TwoMonitors, LimitPointMovesTheFewestCoordinates) {
-  xPoint on = {2000, 900};
-  m.limitToScreen(on);
-  EXPECT_EQ(2000, on.x);
-  EXPECT_EQ(900, on.y);
-
-  xPoint left = {-100, 500};  // changing y cannot help: only x moves
-  m.limitToScreen(left);
-  EXPECT_EQ(0, left.x);
-  EXPECT_EQ(500, left.y);
-
-  xPoint below = {100, 1200};  // y alone suffices
-  m.limitToScreen(below);
-  EXPECT_EQ(100, below.x);
-  EXPECT_EQ(0, below.y);
-
-  xPoint beyond = {3300, 500};  // right of the second monitor
-  m.limitToScreen(beyond);
-  EXPECT_EQ(1920, beyond.x);
-  EXPECT_EQ(500, beyond.y);
-
-  xPoint corner = {-100, 2000};
-  m.limitToScreen(corner);
-  EXPECT_EQ(0, corner.x);
-  EXPECT_EQ(0, corner.y);
+// A point moves the fewest coordinates onto the screen.
+TEST_F(TwoMonitors, LimitPoint) {
+  struct { xPoint in, out; } rows[] = {
+      {{2000, 900}, {2000, 900}}, {{-100, 500}, {0, 500}}, {{100, 1200}, {100, 0}},
+      {{3300, 500}, {1920, 500}}, {{-100, 2000}, {0, 0}}};
+  for (auto& r : rows) {
+    xPoint p = r.in;
+    m.limitToScreen(p);
+    EXPECT_EQ(r.out.x, p.x) << r.in.x << "," << r.in.y;
+    EXPECT_EQ(r.out.y, p.y) << r.in.x << "," << r.in.y;
+  }
 }
 
-TEST_F(TwoMonitors, LimitRectKeepsItsOwnArithmetic) {
-  xRect inside = {100, 100, 400, 300};
-  m.limitToScreen(inside);
-  expectRect(inside, 100, 100, 400, 300);
-
-  // The width becomes the monitor's width less the initial x, not a clip to
-  // its right edge.
-  xRect wide = {2500, 100, 1000, 300};
-  m.limitToScreen(wide);
-  expectRect(wide, 2500, 100, 1280 - 2500, 300);
-
-  xRect low = {100, 900, 400, 400};
-  m.limitToScreen(low);
-  expectRect(low, 100, 900, 400, 1080 - 900);
-
-  // The corner moves to the monitor's origin with the far corner fixed; the
-  // height test then uses the initial x, which is off the screen.
-  xRect off = {-200, 100, 600, 300};
-  m.limitToScreen(off);
-  expectRect(off, 0, 0, 800, 1080 - 100);
+// Rectangles keep their own arithmetic: the width becomes the monitor's width
+// less the initial x, not a clip to its right edge; a corner off the screen
+// moves to the monitor's origin with the far corner fixed, and the height
+// test then uses the initial x.
+TEST_F(TwoMonitors, LimitRect) {
+  struct { xRect in; const char* out; } rows[] = {
+      {{100, 100, 400, 300}, "100 100 400 300"},
+      {{2500, 100, 1000, 300}, "2500 100 -1220 300"},
+      {{100, 900, 400, 400}, "100 900 400 180"},
+      {{-200, 100, 600, 300}, "0 0 800 980"}};
+  for (auto& r : rows) {
+    xRect x = r.in;
+    m.limitToScreen(x);
+    EXPECT_EQ(r.out, str(x)) << str(r.in);
+  }
 }
 
-TEST_F(TwoMonitors, CenterToScreen) {
-  xRect r = {0, 0, 300, 200};
-  m.centerToScreen(r, right());
-  expectRect(r, 640 - 150 + 1920, 512 - 100, 300, 200);
-
-  xRect wide = {5, 5, 1500, 2000};
-  m.centerToScreen(wide, right());
-  expectRect(wide, 1920, 0, 1500, 2000);
-
-  xRect odd = {0, 0, 301, 201};  // halves truncate
-  m.centerToScreen(odd, primary());
-  EXPECT_EQ(960 - 150, odd.x);
-  EXPECT_EQ(540 - 100, odd.y);
-
-  xRect negative = {0, 0, -301, 100};  // truncation is towards zero
-  m.centerToScreen(negative, primary());
-  EXPECT_EQ(960 + 150, negative.x);
-}
-
-TEST_F(TwoMonitors, LimitToMonitor) {
-  xRect narrow = {1900, 100, 500, 300};
-  EXPECT_TRUE(m.limitToMonitor(narrow, primary()));
-  expectRect(narrow, 1420, 100, 500, 300);
-
-  xRect wide = {1900, 100, 2000, 300};
-  EXPECT_TRUE(m.limitToMonitor(wide, primary()));
-  expectRect(wide, 0, 100, 2000, 300);
-
-  xRect tall = {10, 500, 100, 1500};
-  EXPECT_TRUE(m.limitToMonitor(tall, right()));
-  expectRect(tall, 1920, 0, 100, 1500);
-
-  xRect inside = {10, 10, 100, 100};
-  EXPECT_FALSE(m.limitToMonitor(inside, primary()));
-  xRect empty = {-5000, -5000, 0, 100};
-  EXPECT_FALSE(m.limitToMonitor(empty, primary()));
-  EXPECT_EQ(-5000, empty.x);
-}
-
-TEST_F(TwoMonitors, CenterOverParentStaysOnTheParentsMonitor) {
-  xRect dialog = {0, 0, 200, 100};
+TEST_F(TwoMonitors, CenterAndLimitToMonitor) {
+  struct { xRect in; const xMonitor& on; const char* out; } center[] = {
+      {{0, 0, 300, 200}, right(), "2410 412 300 200"},
+      {{5, 5, 1500, 2000}, right(), "1920 0 1500 2000"},
+      {{0, 0, 301, 201}, primary(), "810 440 301 201"},      // halves truncate
+      {{0, 0, -301, 100}, primary(), "1110 490 -301 100"}};  // towards zero
+  for (auto& r : center) {
+    xRect x = r.in;
+    m.centerToScreen(x, r.on);
+    EXPECT_EQ(r.out, str(x)) << str(r.in);
+  }
+  struct { xRect in; const xMonitor& on; bool moved; const char* out; } limit[] = {
+      {{1900, 100, 500, 300}, primary(), true, "1420 100 500 300"},
+      {{1900, 100, 2000, 300}, primary(), true, "0 100 2000 300"},
+      {{10, 500, 100, 1500}, right(), true, "1920 0 100 1500"},
+      {{10, 10, 100, 100}, primary(), false, "10 10 100 100"},
+      {{-5000, -5000, 0, 100}, primary(), false, "-5000 -5000 0 100"}};
+  for (auto& r : limit) {
+    xRect x = r.in;
+    EXPECT_EQ(r.moved, m.limitToMonitor(x, r.on)) << str(r.in);
+    EXPECT_EQ(r.out, str(x)) << str(r.in);
+  }
+  xRect dialog = {0, 0, 200, 100}, big = {0, 0, 800, 100};
   m.centerOver(dialog, xRect{100, 100, 600, 400});
-  expectRect(dialog, 300, 250, 200, 100);
-
-  xRect big = {0, 0, 800, 100};  // parent near the right edge of the primary
-  m.centerOver(big, xRect{1700, 100, 200, 200});
+  EXPECT_EQ("300 250 200 100", str(dialog));
+  m.centerOver(big, xRect{1700, 100, 200, 200});  // stays on the parent's monitor
   EXPECT_EQ(1920 - 800, big.x);
 }
 
 TEST_F(TwoMonitors, ReadPlacementFitting) {
-  xPlacement p = {1, {100, 100, 200, 150}};
-  fitReadPlacement(p, xPoint{300, 100}, 0, false, m);
-  expectRect(p.rect, 100, 100, 300, 150);
-
-  xPlacement halfDefault = {1, {100, 100, 200, 150}};
-  fitReadPlacement(halfDefault, xPoint{300, 0}, 0, false, m);
-  EXPECT_EQ(200, halfDefault.rect.cx);
-
   xPoint origin = {50, 60};
-  xPlacement child = {1, {10, 20, 200, 150}};
-  fitReadPlacement(child, xPoint{0, 0}, &origin, false, m);
-  expectRect(child.rect, 60, 80, 200, 150);
-
-  // A dialog keeps its size; a frame gets the rectangle arithmetic.
-  xPlacement dialog = {1, {-400, 100, 300, 200}};
-  fitReadPlacement(dialog, xPoint{0, 0}, 0, false, m);
-  expectRect(dialog.rect, 0, 100, 300, 200);
-  xPlacement frame = {1, {-400, 100, 300, 200}};
-  fitReadPlacement(frame, xPoint{0, 0}, 0, true, m);
-  expectRect(frame.rect, 0, 0, 700, 1080 - 100);
-
-  xPlacement maximised = {XSHOW_MAXIMIZED, {-400, 100, 300, 200}};
-  fitReadPlacement(maximised, xPoint{0, 0}, 0, true, m);
-  EXPECT_EQ(-400, maximised.rect.x);
-
+  struct { xPlacement in; xPoint size; xPoint* origin; bool frame; const char* out; } rows[] = {
+      {{1, {100, 100, 200, 150}}, {300, 100}, 0, false, "100 100 300 150"},
+      {{1, {100, 100, 200, 150}}, {300, 0}, 0, false, "100 100 200 150"},  // needs both
+      {{1, {10, 20, 200, 150}}, {0, 0}, &origin, false, "60 80 200 150"},
+      {{1, {-400, 100, 300, 200}}, {0, 0}, 0, false, "0 100 300 200"},  // a dialog keeps its size
+      {{1, {-400, 100, 300, 200}}, {0, 0}, 0, true, "0 0 700 980"},
+      {{XSHOW_MAXIMIZED, {-400, 100, 300, 200}}, {0, 0}, 0, true, "-400 100 300 200"}};
+  for (auto& r : rows) {
+    fitReadPlacement(r.in, r.size, r.origin, r.frame, m);
+    EXPECT_EQ(r.out, str(r.in.rect));
+  }
   for (int state : {XSHOW_MINIMIZE, XSHOW_MINIMIZED}) {
     xPlacement minimised = {state, {0, 0, 0, 0}};
     fitReadPlacement(minimised, xPoint{300, 300}, 0, true, m);
     EXPECT_EQ(XSHOW_RESTORE, minimised.state);
-    expectRect(minimised.rect, 0, 0, 0, 0);
   }
-}
-
-static std::string readFile(const char* path) {
-  std::ifstream in(path);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
-
-TEST_F(TwoMonitors, TracesOnlyWhileTheSwitchIsOn) {
-  const char* log = "xlib_placement_trace.log";
-  remove(log);
-  std::string saved = logPath();
-  setLogPath(log);
-
-  xPoint quiet = {-100, 500};
-  m.limitToScreen(quiet);
-  EXPECT_EQ("", readFile(log));
-
-  xMonitors::trace = true;
-  xPoint pt = {-100, 500};
-  m.limitToScreen(pt);
-  xRect r = {0, 0, 300, 200};
-  m.centerToScreen(r, right());
-  xPlacement p = {1, {-400, 100, 300, 200}};
-  fitReadPlacement(p, xPoint{0, 0}, 0, false, m);
-  xMonitors::trace = false;
-  setLogPath(saved.c_str());
-
-  std::string text = readFile(log);
-  for (const char* line : {
-           "RUNTIME   \"xMonitor\"",
-           ">> limitToScreen(pt): x = -100  y = 500\n",
-           ">> Monitor: x = 0  y = 0\n",
-           ">> Off Monitor (1): x = -100  y = 0\n",
-           ">> centerToScreen(rect): x = 0  y = 0  cx = 300  cy = 200\n",
-           ">> centerToScreen(result): x = 2410  y = 412  cx = 300  cy = 200\n",
-           "\"xApp\"",
-           ">> readEx(Dialog): x = 0  y = 100\n",
-       })
-    EXPECT_NE(std::string::npos, text.find(line)) << line;
-  EXPECT_EQ(std::string::npos, text.find("Off Monitor (2)"));
-  remove(log);
 }
