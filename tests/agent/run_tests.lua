@@ -1,12 +1,11 @@
--- The agent (agent/debugger.lua) under the real Lua 5.1 interpreter, case by
--- case (cases.lua). usage: lua5.1 tests/agent/run_tests.lua [agent] [interpreter]
--- Output is stdout and stderr together, addresses as 0x?, the agent's path as
--- <AGENT>, with clock = true trace clocks as CLOCK.
+-- The agent under the real Lua 5.1 interpreter, case by case (cases.lua).
+-- usage: lua5.1 tests/agent/run_tests.lua [agent] [interpreter]
+-- Output: stdout and stderr together, addresses as 0x?, the agent as <AGENT>,
+-- with clock = true trace clocks as CLOCK.
 local function shell(cmd)
   local p = assert(io.popen(cmd, 'r'))
   local s = p:read('*a')
-  p:close()
-  return s
+  return p:close() and s
 end
 local function q(s) return "'" .. string.gsub(s, "'", "'\\''") .. "'" end
 local cwd = (string.gsub(shell('pwd'), '\n$', ''))
@@ -30,7 +29,7 @@ end
 local function run(case)
   local input = os.tmpname()
   local f = assert(io.open(input, 'w'))
-  for _, l in ipairs(case.input or {}) do f:write(l, '\n') end
+  f:write(table.concat(case.input or {}, '\n'), '\n')
   f:close()
   local cmd = 'OS=' .. q(case.os or '') .. ' LUA_PATH=' .. q(case.path or (tmpdir .. '/?.lua;;')) .. ' ' .. lua
   if case.mode == 'pause' then cmd = cmd .. ' -l debugger '
@@ -41,8 +40,7 @@ local function run(case)
   out = string.gsub(string.gsub(out, '0x%x+', '0x?'), tmpdir .. '/debugger.lua', '<AGENT>')
   if case.clock then out = string.gsub(out, '%d%d%d%d%d%.%d%d:', 'CLOCK:') end
   local lines = {}
-  for l in string.gmatch(out .. (string.sub(out, -1) == '\n' and '' or '\n'), '([^\n]*)\n') do lines[#lines + 1] = l end
-  if out == '' then lines = {} end
+  for l in string.gmatch(string.gsub(out, '([^\n])$', '%1\n'), '([^\n]*)\n') do lines[#lines + 1] = l end
   return lines, out
 end
 
