@@ -1,29 +1,20 @@
--- The agent in run mode must not change what a program does: each program runs
--- plain and under the agent (fed breakpoints on lines never reached, then
--- "run"); stdout less the agent's banner and replies, stderr and the exit
--- status must match. usage: lua5.1 tests/agent/faithful.lua [agent] [interpreter]
--- Programs: programs/faithful/*.lua and the samples of the Lua 5.1.5 sources
--- under $SORBLUA_CACHE (default ~/.cache/sorblua)/src/lua5.1-5.1.5/test,
--- skipped with a message when missing.
+-- The agent in run mode must not change what a program does: plain and under
+-- the agent (breakpoints never reached, then "run") stdout less the agent's
+-- replies, stderr and exit status must match. Programs: programs/faithful and
+-- the Lua 5.1.5 samples under $SORBLUA_CACHE (default ~/.cache/sorblua), if there.
+-- usage: lua5.1 tests/agent/faithful.lua [agent] [interpreter]
 local function shell(cmd)
   local p = assert(io.popen(cmd, 'r'))
   local s = p:read('*a')
-  p:close()
-  return s
+  return p:close() and s
 end
 local function q(s) return "'" .. string.gsub(s, "'", "'\\''") .. "'" end
 local function readfile(path)
   local f = io.open(path, 'rb')
-  if not f then return nil end
-  local s = f:read('*a')
-  f:close()
-  return s
+  local s = f and f:read('*a')
+  return f and f:close() and s
 end
-local function writefile(path, s)
-  local f = assert(io.open(path, 'wb'))
-  f:write(s)
-  f:close()
-end
+local function writefile(path, s) local f = assert(io.open(path, 'wb')) f:write(s) f:close() end
 local cwd = (string.gsub(shell('pwd'), '\n$', ''))
 local function absolute(path) return string.sub(path, 1, 1) == '/' and path or cwd .. '/' .. path end
 
