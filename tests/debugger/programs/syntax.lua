@@ -1,2 +1,0 @@
-print("never")
-local = 1

@@ -1,3 +1,0 @@
-print("waiting")
-io.stderr:write("on stderr\n")
-print("got " .. io.read() .. ".")
