@@ -29,10 +29,7 @@ inline std::string tarn() {
   return std::string(folder) + "\\Brennick\\Tarn\\";
 }
 
-inline std::string lower(std::string s) {
-  CharLowerA(&s[0]);
-  return s;
-}
+inline std::string lower(std::string s) { return CharLowerA(&s[0]), s; }
 
 inline size_t count(const std::string& text, const std::string& part) {
   size_t n = 0;
@@ -50,8 +47,7 @@ class Plugin : public ::testing::Test {
     ini = tarn() + name + ".ini";
     workspace = name + "-ws";
     wsIni = tarn() + workspace + ".ini";
-    DeleteFileA(ini.c_str());
-    DeleteFileA(wsIni.c_str());
+    for (auto f : {&ini, &wsIni}) DeleteFileA(f->c_str());
     ASSERT_TRUE(CopyFileA((runDir + "\\SorbLua.dll").c_str(), dll.c_str(), FALSE));
     hostClearLog();
     load();
@@ -61,24 +57,18 @@ class Plugin : public ::testing::Test {
     hostCallbackHook = nullptr;
     hostUnload(&p);
     SetCurrentDirectoryA(runDir.c_str());
-    DeleteFileA(dll.c_str());
-    DeleteFileA(ini.c_str());
-    DeleteFileA(wsIni.c_str());
+    for (auto f : {&dll, &ini, &wsIni}) DeleteFileA(f->c_str());
     hostClearLog();
   }
-  void load() {
+  // Loads again, with a setting in the plug-in's profile, read as it loads.
+  void load(const char* section = nullptr, const char* key = nullptr, const char* value = nullptr) {
     char error[300];
+    if (section) hostUnload(&p), WritePrivateProfileStringA(section, key, value, ini.c_str());
     ASSERT_TRUE(hostLoad(&p, dll.c_str(), error, sizeof error)) << error;
   }
-  // A setting in the plug-in's profile, read as the library loads again.
-  void reloadWith(const char* section, const char* key, const char* value) {
-    hostUnload(&p);
-    ASSERT_TRUE(WritePrivateProfileStringA(section, key, value, ini.c_str()));
-    load();
-  }
   int startWith(const std::string& debugger, const std::string& options, const std::string& script,
-                const char* file = "", const std::string& dir = programs) {
-    hostExecInfo(&info, debugger.c_str(), options.c_str(), script.c_str(), file, dir.c_str());
+                const char* file = "") {
+    hostExecInfo(&info, debugger.c_str(), options.c_str(), script.c_str(), file, programs.c_str());
     strcpy(info.workspace, workspace.c_str());
     return p.DebugStartDebugging(&ctx, &info);
   }
@@ -88,14 +78,10 @@ class Plugin : public ::testing::Test {
     std::ofstream(script) << steps;
     return startWith(runDir + "\\fake_debugger.exe", "-s " + script, "prog.lua", file);
   }
-  int startReal(const std::string& program, const char* file = "",
-                const std::string& dir = programs) {
-    return startWith(runDir + "\\SorbLua.exe", "", program, file, dir);
+  int startReal(const std::string& program, const char* file = "") {
+    return startWith(runDir + "\\SorbLua.exe", "", program, file);
   }
-  void stop() {
-    ASSERT_EQ(1, p.DebugStopDebugging(ctx));
-    ctx = nullptr;
-  }
+  void stop() { EXPECT_EQ(1, p.DebugStopDebugging(ctx)); ctx = nullptr; }
   void* session() { return p.DebugGetDebugger(); }
 
   // The joined kind-0 text from event from on; addresses as "0x?".
@@ -117,12 +103,10 @@ class Plugin : public ::testing::Test {
     ASSERT_TRUE(waitOutput(until, from));
   }
   // The stand-in's process, from the "pid N" line its script printed.
-  HANDLE child(DWORD access = SYNCHRONIZE | PROCESS_QUERY_INFORMATION) {
-    std::string text = output();
+  HANDLE child(int from = 0, DWORD access = SYNCHRONIZE | PROCESS_QUERY_INFORMATION) {
+    std::string text = output(from);
     size_t at = text.find("pid ");
-    return at == std::string::npos
-               ? nullptr
-               : OpenProcess(access, FALSE, strtoul(text.c_str() + at + 4, nullptr, 10));
+    return OpenProcess(access, FALSE, at == text.npos ? 0 : strtoul(&text[at + 4], nullptr, 10));
   }
   static DWORD exitCode(HANDLE process) {
     DWORD code = 0;

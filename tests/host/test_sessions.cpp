@@ -43,16 +43,15 @@ class Session : public Plugin {
     EXPECT_TRUE(waitOutput(prompt, from)) << output(from);
     return output(from);
   }
+  // Through slot (with text if given), or typed when slot is -1.
   std::string ask(int slot, const char* text = nullptr) {
     int from = hostEventCount();
-    EXPECT_EQ(1, text ? hostCallText(session(), slot, text) : hostCall(session(), slot));
+    void* s = session();
+    EXPECT_EQ(1, slot < 0 ? hostCallTextByte(s, HS_SEND_COMMAND, text, 1)
+                          : text ? hostCallText(s, slot, text) : hostCall(s, slot));
     return reply(from);
   }
-  std::string say(const char* command) {
-    int from = hostEventCount();
-    EXPECT_EQ(1, hostCallTextByte(session(), HS_SEND_COMMAND, command, 1));
-    return reply(from);
-  }
+  std::string say(const std::string& command) { return ask(-1, command.c_str()); }
   // The next marker move to a place at or after from (skipping clears):
   // its line, and its file in where; -1 when none came.
   int nextStop(int from, std::string* where = nullptr) {
@@ -93,28 +92,55 @@ const std::string steps = programs + "\\steps.lua";
 
 }  // namespace
 
-TEST_F(Session, SteppingMovesTheMarkerUntilTheProgramEnds) {
-  start("steps.lua");
+// The script by full path: the agent lower-cases it and the host gets it
+// back with backslashes. Stepping, then breakpoints spelt three ways on the
+// second call of outer(): the slot sends the bare name, the others are typed.
+TEST_F(Session, SteppingAndBreakpointsUntilTheProgramEnds) {
+  start(steps);
   EXPECT_EQ(0, moves(0)) << "no position before the first step";
   void* s = session();
   int from = hostEventCount();
+  const std::string upper = programs + "\\STEPS.LUA", marker = lower(steps);
   std::string file;
   EXPECT_EQ(2, go(HS_STEP, &file));
-  EXPECT_EQ(steps, file) << "made a full path in the working directory";
-  EXPECT_EQ("step\nPaused at file: steps.lua (2) (1)\n[DEBUG]> ", output(from));
+  EXPECT_EQ(marker, file);
+  EXPECT_EQ("step\nPaused at file: " + slashes(marker) + " (2) (1)\n[DEBUG]> ", output(from));
   EXPECT_EQ(2, location()->line);
-  EXPECT_EQ(steps, location()->file);
-
+  EXPECT_EQ(marker, location()->file);
   for (int line : {3, 8, 13, 14, 10, 11, 5}) EXPECT_EQ(line, go(HS_STEP));  // 5: into inner()
   EXPECT_EQ(6, go(HS_NEXT));
   EXPECT_EQ(12, go(HS_UNTIL));  // back in outer()
   EXPECT_EQ(15, go(HS_NEXT));   // out of outer() into the main chunk
-  EXPECT_EQ(16, go(HS_NEXT));   // over the second call of outer()
   EXPECT_EQ(0, hostCallBool(s, HS_IS_BUSY));
 
+  breakSet(upper, 6);
+  EXPECT_NE(std::string::npos, output().find("setb 6 STEPS.LUA\nBreakpoint set in file STEPS.LUA line 6\n"));
+  say("setb 11 " + slashes(steps));
+  say("setb 10 programs/steps");
+  say("setb 5 " + steps);  // a backslash is no separator: never hit
   from = hostEventCount();
-  EXPECT_EQ(1, hostCall(s, HS_RUN));
-  EXPECT_EQ(1, hostCallBool(s, HS_IS_BUSY));
+  EXPECT_EQ(10, go(HS_RUN, &file));
+  EXPECT_EQ(marker, file);
+  EXPECT_EQ(1, hostCallBool(s, HS_IS_BUSY)) << "busy until the end, stops or not";
+  EXPECT_NE(std::string::npos, output(from).find(
+      "Paused at file: " + slashes(marker) + " (10) (2) (breakpoint)\n[DEBUG]> "));
+  EXPECT_EQ(11, go(HS_CONTINUE));
+  EXPECT_EQ(6, go(HS_CONTINUE, &file));
+  EXPECT_EQ(marker, file);
+  EXPECT_EQ(0, hostCallIsBreakpoint(s, steps.c_str(), 11, nullptr)) << "typed ones are not stored";
+  from = hostEventCount();
+  EXPECT_EQ(1, hostCallFileLine(s, HS_BREAK_CLEAR, upper.c_str(), 6));
+  EXPECT_EQ("delb 6 STEPS.LUA\nBreakpoint deleted from file STEPS.LUA line 6\n[DEBUG]> ", reply(from));
+  std::string text = ask(HS_BREAK_INFO);
+  for (const std::string& b : {"Break at: 11 in " + slashes(marker) + "\n",
+                               std::string("Break at: 10 in programs/steps\n"),
+                               "Break at: 5 in " + marker + "\n"})
+    EXPECT_NE(std::string::npos, text.find(b)) << b << " in " << text;
+  EXPECT_EQ(std::string::npos, text.find("Break at: 6 ")) << text;
+  EXPECT_EQ("delallb\nAll breakpoints deleted\n[DEBUG]> ", ask(HS_BREAK_ALL));
+
+  from = hostEventCount();
+  EXPECT_EQ(1, hostCall(s, HS_CONTINUE));
   ASSERT_TRUE(waitOutput("first 6 second 21 counter 2\nDebugging process terminated.\n", from));
   // The reader saw the end: it quits the session and clears the marker.
   int quit = hostWaitFor(from, 0, "exit\n", 5000);
@@ -127,49 +153,6 @@ TEST_F(Session, SteppingMovesTheMarkerUntilTheProgramEnds) {
   EXPECT_EQ(0, hostCallBool(s, HS_IS_BUSY));
   EXPECT_EQ(0, hostCount(0, 2, nullptr));
   EXPECT_STREQ("", location()->file);
-}
-
-// The script by full path: the agent lower-cases it and the host gets it
-// back with backslashes. The slot sends the bare name; the others are typed.
-TEST_F(Session, BreakpointsByNameFullPathAndSloppyName) {
-  start(steps);
-  void* s = session();
-  const std::string upper = programs + "\\STEPS.LUA", marker = lower(steps);
-  breakSet(upper, 6);
-  std::string typed11 = "setb 11 " + slashes(steps), typed15 = "setb 15 programs/steps",
-              typed5 = "setb 5 " + steps;  // a backslash is no separator: never hit
-  for (const std::string& c : {typed11, typed15, typed5}) say(c.c_str());
-  EXPECT_NE(std::string::npos, output().find("setb 6 STEPS.LUA\nBreakpoint set in file STEPS.LUA line 6\n"));
-
-  int from = hostEventCount();
-  std::string file;
-  EXPECT_EQ(11, go(HS_RUN, &file));
-  EXPECT_EQ(marker, file);
-  EXPECT_EQ(1, hostCallBool(s, HS_IS_BUSY)) << "busy until the end, stops or not";
-  EXPECT_NE(std::string::npos, output(from).find(
-      "Paused at file: " + slashes(marker) + " (11) (2) (breakpoint)\n[DEBUG]> "));
-  EXPECT_EQ(6, go(HS_CONTINUE, &file));
-  EXPECT_EQ(marker, file);
-  EXPECT_EQ(15, go(HS_CONTINUE));
-
-  unsigned char enabled = 0;
-  EXPECT_EQ(0, hostCallIsBreakpoint(s, steps.c_str(), 11, &enabled)) << "typed ones are not stored";
-  from = hostEventCount();
-  EXPECT_EQ(1, hostCallFileLine(s, HS_BREAK_CLEAR, upper.c_str(), 6));
-  EXPECT_EQ("delb 6 STEPS.LUA\nBreakpoint deleted from file STEPS.LUA line 6\n[DEBUG]> ", reply(from));
-  std::string text = ask(HS_BREAK_INFO);
-  for (const std::string& b : {"Break at: 11 in " + slashes(marker) + "\n",
-                               std::string("Break at: 15 in programs/steps\n"),
-                               "Break at: 5 in " + marker + "\n"})
-    EXPECT_NE(std::string::npos, text.find(b)) << b << " in " << text;
-  EXPECT_EQ(std::string::npos, text.find("Break at: 6 ")) << text;
-
-  EXPECT_EQ(11, go(HS_CONTINUE));  // the second call, and no stop at 6 after it
-  EXPECT_EQ("delallb\nAll breakpoints deleted\n[DEBUG]> ", ask(HS_BREAK_ALL));
-  from = hostEventCount();
-  EXPECT_EQ(1, hostCall(s, HS_CONTINUE));
-  EXPECT_TRUE(waitOutput("first 6 second 21 counter 2\nDebugging process terminated.\n", from));
-  EXPECT_EQ(std::string::npos, output(from).find("Paused"));
 }
 
 // Looking at a stopped function, its stack levels, a statement that changes
@@ -189,7 +172,6 @@ TEST_F(Session, InspectingAStoppedFunction) {
   std::string text = say("vars 1");
   for (const char* line : {"  n = 2;\n", "  doubled = 4;\n", "  config = table: 0x?\n"})
     EXPECT_NE(std::string::npos, text.find(line)) << line << " in " << text;
-  EXPECT_NE(std::string::npos, say("glob 1").find("  counter = 0;\n"));
   // Print dumps one level unless told more.
   text = ask(HS_PRINT, "config");
   EXPECT_EQ(0u, text.find("dump config\nconfig = {  -- table: 0x?\n")) << text;
@@ -231,13 +213,6 @@ TEST_F(Session, InsideACoroutineTheMarkerStays) {
   breakSet(programs + "\\coro.lua", 5);
   int from = hostEventCount();
   EXPECT_EQ("step\n[thread: 0x?] Paused at file: coro.lua (3) (1)\n[DEBUG]> ", ask(HS_STEP));
-  EXPECT_EQ("step\n[thread: 0x?] Paused at file: coro.lua (4) (1)\n[DEBUG]> ", ask(HS_STEP));
-  sync();
-  EXPECT_EQ(0, moves(from));
-  EXPECT_EQ(8, location()->line);
-  EXPECT_EQ(9, go(HS_STEP));  // yielded back to the main chunk
-
-  from = hostEventCount();
   EXPECT_EQ("run\n[thread: 0x?] Paused at file: coro.lua (5) (1) (breakpoint)\n[DEBUG]> ",
             ask(HS_RUN));
   sync();
@@ -253,9 +228,7 @@ TEST_F(Session, AnUncaughtErrorStopsThenBringsTheNotice) {
   start("boom.lua");
   void* s = session();
   int from = hostEventCount();
-  EXPECT_EQ(1, hostCall(s, HS_RUN));
-  ASSERT_TRUE(waitOutput("Message: boom.lua:3: division by zero\n[DEBUG]> ", from)) << output(from);
-  sync();
+  EXPECT_NE(std::string::npos, ask(HS_RUN).find("Message: boom.lua:3: division by zero\n"));
   EXPECT_EQ(1, moves(from)) << "only Run's clear";
   EXPECT_EQ(0, hostCount(0, 2, nullptr));
 
@@ -265,9 +238,7 @@ TEST_F(Session, AnUncaughtErrorStopsThenBringsTheNotice) {
   ASSERT_LE(0, notice) << output(from);
   EXPECT_STREQ("", hostEvent(notice).text);
   EXPECT_TRUE(ended());
-  std::string text = output(from);
-  EXPECT_NE(std::string::npos, text.find("boom.lua:3: division by zero\nstack traceback:\n")) << text;
-  EXPECT_EQ(std::string::npos, text.find("Debugging process terminated.")) << text;
+  EXPECT_EQ(std::string::npos, output(from).find("Debugging process terminated.")) << output(from);
   for (int i = 0; i < 200 && hostCallBool(s, HS_IS_BUSY); i++) hostPump(10);
   EXPECT_EQ(0, hostCallBool(s, HS_IS_BUSY)) << "the reader ended";
   EXPECT_EQ(1, hostCount(0, 2, nullptr));
@@ -314,7 +285,7 @@ TEST_F(Session, StopKillsADebuggerWhoseProgramRunsOn) {
 
 // The launcher script runs the file it is given; a restart gives it another
 // one, and the breakpoints stored by the first session reach the second,
-// without echo, and stop it. A stop at a prompt then ends the debugger.
+// without echo, and stop it.
 TEST_F(Session, RestartDebugsAnotherFile) {
   start("launch.lua", "count.lua");
   const std::string count = programs + "\\count.lua";
@@ -337,13 +308,4 @@ TEST_F(Session, RestartDebugsAnotherFile) {
   EXPECT_EQ(6, go(HS_RUN, &file));
   EXPECT_EQ(steps, file);
   EXPECT_NE(std::string::npos, output(from).find("running steps.lua\n"));
-
-  std::vector<DWORD> running = debuggers();
-  ASSERT_EQ(1u, running.size());
-  HANDLE child = OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, running[0]);
-  from = hostEventCount();
-  stop();
-  EXPECT_EQ(0u, output(from).find("exit\n")) << output(from);
-  EXPECT_LE(0, hostWaitFor(from, 1, "", 0)) << "the marker cleared";
-  exitCode(child);  // it ended
 }
