@@ -37,6 +37,11 @@ inline size_t count(const std::string& text, const std::string& part) {
   return n;
 }
 
+inline ::testing::AssertionResult has(const std::string& text, const std::string& part) {
+  if (text.find(part) != std::string::npos) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "no \"" << part << "\" in \"" << text << "\"";
+}
+
 class Plugin : public ::testing::Test {
  protected:
   void SetUp() override {
