@@ -91,7 +91,21 @@ TEST_F(Spine, ASessionWithTheStandIn) {
     EXPECT_TRUE(waitOutput(std::string("got ") + w.word + "\n" + prompt, from)) << w.word;
     EXPECT_EQ(std::string(w.word) + "\ngot " + w.word + "\n" + prompt, output(from));
   }
+  // A send from the host's callback while a send is under way is dropped.
+  static void* nestedOn;
+  static int nested;
+  nestedOn = s, nested = -1;
+  hostCallbackHook = [](const void* data, unsigned kind) {
+    if (kind == 0 && !strcmp((const char*)data, "help\n"))
+      nested = hostCallTextByte(nestedOn, HS_SEND_COMMAND, "nested", 1);
+  };
   int from = hostEventCount();
+  EXPECT_EQ(1, hostCall(s, HS_HELP));
+  hostCallbackHook = nullptr;
+  EXPECT_EQ(0, nested);
+  EXPECT_TRUE(waitOutput(std::string("got help\n") + prompt, from));
+
+  from = hostEventCount();
   EXPECT_EQ(0, hostCall(s, HS_STEP));
   EXPECT_EQ(1, hostCallTextByte(s, HS_SEND_COMMAND, "quiet", 0));
   EXPECT_EQ(0, hostCallTextByte(s, HS_SEND_COMMAND, "", 1));
