@@ -1,38 +1,32 @@
-# Imported targets for the libraries that scripts/setup.sh cross-builds.
+# Imported targets for the libraries that scripts/setup.sh builds into the
+# cache: PCRE for both builds (the native copy serves the sanitizer tests),
+# Lua for the cross build only.
 if(WIN32)
   set(PCRE_DIR "${SORB_CACHE}/pcre-8.39")
   set(LUA_DIR  "${SORB_CACHE}/lua-5.1.5")
-  foreach(f "${PCRE_DIR}/lib/libpcreposix.a" "${LUA_DIR}/lib/liblua.a")
-    if(NOT EXISTS "${f}")
-      message(FATAL_ERROR "${f} is missing: run scripts/setup.sh first")
-    endif()
-  endforeach()
+  set(needed "${PCRE_DIR}/lib/libpcreposix.a" "${LUA_DIR}/lib/liblua.a")
+else()
+  set(PCRE_DIR "${SORB_CACHE}/pcre-8.39-native")
+  set(needed "${PCRE_DIR}/lib/libpcreposix.a")
+endif()
+foreach(f ${needed})
+  if(NOT EXISTS "${f}")
+    message(FATAL_ERROR "${f} is missing: run scripts/setup.sh first")
+  endif()
+endforeach()
 
-  add_library(pcre STATIC IMPORTED)
-  set_target_properties(pcre PROPERTIES IMPORTED_LOCATION "${PCRE_DIR}/lib/libpcre.a")
-  add_library(pcreposix STATIC IMPORTED)
-  set_target_properties(pcreposix PROPERTIES
-    IMPORTED_LOCATION "${PCRE_DIR}/lib/libpcreposix.a"
-    INTERFACE_INCLUDE_DIRECTORIES "${PCRE_DIR}/include"
-    INTERFACE_COMPILE_DEFINITIONS PCRE_STATIC
-    INTERFACE_LINK_LIBRARIES pcre)
+add_library(pcre STATIC IMPORTED)
+set_target_properties(pcre PROPERTIES IMPORTED_LOCATION "${PCRE_DIR}/lib/libpcre.a")
+add_library(pcreposix STATIC IMPORTED)
+set_target_properties(pcreposix PROPERTIES
+  IMPORTED_LOCATION "${PCRE_DIR}/lib/libpcreposix.a"
+  INTERFACE_INCLUDE_DIRECTORIES "${PCRE_DIR}/include"
+  INTERFACE_COMPILE_DEFINITIONS PCRE_STATIC
+  INTERFACE_LINK_LIBRARIES pcre)
 
+if(WIN32)
   add_library(lua STATIC IMPORTED)
   set_target_properties(lua PROPERTIES
     IMPORTED_LOCATION "${LUA_DIR}/lib/liblua.a"
     INTERFACE_INCLUDE_DIRECTORIES "${LUA_DIR}/include")
-else()
-  # The host's own build of the same PCRE, for the sanitizer tests.
-  set(PCRE_DIR "${SORB_CACHE}/pcre-8.39-native")
-  if(NOT EXISTS "${PCRE_DIR}/lib/libpcreposix.a")
-    message(FATAL_ERROR "${PCRE_DIR}/lib/libpcreposix.a is missing: run scripts/setup.sh first")
-  endif()
-  add_library(pcre STATIC IMPORTED)
-  set_target_properties(pcre PROPERTIES IMPORTED_LOCATION "${PCRE_DIR}/lib/libpcre.a")
-  add_library(pcreposix STATIC IMPORTED)
-  set_target_properties(pcreposix PROPERTIES
-    IMPORTED_LOCATION "${PCRE_DIR}/lib/libpcreposix.a"
-    INTERFACE_INCLUDE_DIRECTORIES "${PCRE_DIR}/include"
-    INTERFACE_COMPILE_DEFINITIONS PCRE_STATIC
-    INTERFACE_LINK_LIBRARIES pcre)
 endif()
