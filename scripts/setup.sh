@@ -11,7 +11,9 @@ HOST=i686-w64-mingw32
 SUDO=""
 [ "$(id -u)" -ne 0 ] && SUDO=sudo
 
-log() { echo "setup: $*"; }
+# Everything but a captured result goes to standard error: fetch_source
+# answers on standard output, and its callers take that as a path.
+log() { echo "setup: $*" >&2; }
 
 have_packages() {
   local missing=0
@@ -20,6 +22,7 @@ have_packages() {
   dpkg -s wine32:i386 >/dev/null 2>&1 || missing=1
   command -v xvfb-run >/dev/null || missing=1
   command -v xwd >/dev/null || missing=1
+  command -v xdpyinfo >/dev/null || missing=1
   dpkg -s imagemagick >/dev/null 2>&1 || missing=1
   [ -f /usr/src/googletest/CMakeLists.txt ] || missing=1
   command -v cmake >/dev/null || missing=1
@@ -30,7 +33,7 @@ have_packages() {
   return $missing
 }
 
-PKGS="wine wine32:i386 wine64 g++-mingw-w64-i686 mingw-w64-tools xvfb x11-apps imagemagick
+PKGS="wine wine32:i386 wine64 g++-mingw-w64-i686 mingw-w64-tools xvfb x11-apps x11-utils imagemagick
       googletest cmake make g++ dpkg-dev xz-utils lua5.1"
 
 install_packages() {
@@ -53,7 +56,7 @@ enable_deb_src() {
     log "adding a deb-src entry for bookworm main"
     printf 'Types: deb-src\nURIs: http://deb.debian.org/debian\nSuites: bookworm\nComponents: main\nSigned-By: /usr/share/keyrings/debian-archive-keyring.gpg\n' |
       $SUDO tee /etc/apt/sources.list.d/sorblua-src.sources >/dev/null
-    $SUDO apt-get update -q || log "apt-get update reported errors; going on with the lists it has"
+    $SUDO apt-get update -q >&2 || log "apt-get update reported errors; going on with the lists it has"
   fi
 }
 
@@ -62,7 +65,7 @@ fetch_source() { # package upstream-dir
   if [ ! -d "$CACHE/src/$dir" ]; then
     enable_deb_src
     mkdir -p "$CACHE/src"
-    (cd "$CACHE/src" && apt-get source -q "$pkg" >/dev/null)
+    (cd "$CACHE/src" && apt-get source -q "$pkg" >&2)
   fi
   # apt-get source names the unpacked tree after the Debian version
   local tree
@@ -116,7 +119,7 @@ build_lua() {
   rm -rf "$b"
 }
 
-have_packages || install_packages
+have_packages || install_packages >&2
 mkdir -p "$CACHE"
 build_pcre
 build_lua

@@ -5,6 +5,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 ROOT=$PWD
 JOBS=${JOBS:-2}
+# Another build tree (say, one per work in progress) keeps its own Wine prefix.
+BUILD=${SORBLUA_BUILD:-build}
 
 bash scripts/setup.sh
 
@@ -13,22 +15,22 @@ configure() { # dir [cmake args...]
   [ -f "$dir/CMakeCache.txt" ] || cmake -S "$ROOT" -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
 }
 
-configure build/win32 -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/mingw-i686.cmake"
-configure build/native
-cmake --build build/win32 -j "$JOBS"
-cmake --build build/native -j "$JOBS"
+configure "$BUILD/win32" -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/mingw-i686.cmake"
+configure "$BUILD/native"
+cmake --build "$BUILD/win32" -j "$JOBS"
+cmake --build "$BUILD/native" -j "$JOBS"
 
 # Create the tests' Wine prefix once, before tests run side by side.
-export WINEPREFIX="$ROOT/build/win32/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+export WINEPREFIX="$ROOT/$BUILD/win32/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 [ -f "$WINEPREFIX/system.reg" ] || wineboot -i >/dev/null 2>&1 || true
 wineserver -w 2>/dev/null || true
 
 status=0
 echo "== native build (AddressSanitizer, UndefinedBehaviorSanitizer) =="
-ctest --test-dir build/native --output-on-failure -j "$JOBS" || status=1
+ctest --test-dir "$BUILD/native" --output-on-failure -j "$JOBS" || status=1
 echo "== Windows build under Wine =="
-# Windows' dialogs need a display: a private virtual one.
-xvfb-run -a -s "-screen 0 1280x1024x24" \
-  ctest --test-dir build/win32 --output-on-failure -j "$JOBS" || status=1
+# Windows' dialogs need a display: a private virtual one, answering before
+# the first Wine program starts.
+bash scripts/with_display.sh ctest --test-dir "$BUILD/win32" --output-on-failure -j "$JOBS" || status=1
 wineserver -k 2>/dev/null || true
 exit $status
