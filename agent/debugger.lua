@@ -10,14 +10,15 @@ Usage in a script: local dbg = require 'debugger' ; pause('message')
 Starting a session before the first line of a program (debugger executable):
   1. Load this file into the Lua state and call it (luaL_loadbuffer + lua_call
      with no arguments, or require 'debugger'). It returns the module table
-     M = { pause, dump, start, traceback, version } and, when loaded without
-     require, also registers it as package.loaded.debugger.
+     M = { pause, dump, start, traceback, unhandled, version } and, when
+     loaded without require, also registers it as package.loaded.debugger.
   2. Load the program (luaL_loadfile, chunk name "@" .. path).
-  3. Call M.start(msg) (lua_pcall). It opens the session and runs the command
-     loop at once, before any line of the program: banner, prompt, and the
-     commands sent at start (setb ...) are read and answered there. It returns
-     when a stepping command ("step", "over", "out", "run", "goto") or "exit"
-     is given. Nothing is reported for this first stop, and eval_env,
+  3. Call M.start(msg, quit) (lua_pcall; quit, if given, is called when a
+     session ends). It opens the session and runs the command loop at once,
+     before any line of the program: banner, prompt, and the commands sent
+     at start (setb ...) are read and answered there. It returns when a
+     stepping command ("step", "over", "out", "run", "goto") or "exit" is
+     given. Nothing is reported for this first stop, and eval_env,
      breakfile and breakline are still nil (vars/glob/dump... raise an error,
      which start() passes on to its caller like the hook would).
   4. Call the program's chunk right away (no other Lua call in between):
@@ -25,7 +26,8 @@ Starting a session before the first line of a program (debugger executable):
      lets it run without the debugger. msg (default: none) is printed as
      "Message: " msg with the first reported stop.
   Passing the replaced debug.traceback as the message handler of lua_pcall
-  makes an unhandled error stop in the debugger (Message: the error).
+  makes an unhandled error stop in the debugger (Message: the error); calling
+  M.unhandled(error) from the host's handler stops in the frame that failed.
 --]]
 
 local VERSION     = '1.20'
@@ -50,7 +52,8 @@ local tinsert, tconcat, tsort = table.insert, table.concat, table.sort
 
 local IsWindows = sfind(slower(os.getenv('OS') or ''), '^windows') ~= nil
 
-local events = { BREAK = 1, WATCH = 2, STEP = 3, SET = 4 }
+-- ERROR, an error that nothing caught, is reported as "Error in application file: "
+local events = { BREAK = 1, WATCH = 2, STEP = 3, SET = 4, ERROR = 5 }
 
 local breakpoints = {}   -- [line] = { [file] = true }
 local watches     = {}   -- [index] = { func = f, exp = text }
@@ -74,6 +77,7 @@ local started        = false
 local pause_off      = false
 local pausemsg       = 'pause'
 local coro_debugger
+local on_quit        -- the host's, called when a session is closed (start)
 local traceinfo      = {}
 
 -- Line events in the agent's own functions are skipped, so that stepping
@@ -981,6 +985,7 @@ local function drive(ref, ev, vars, file, line, idx)
       started = false
       sethook()
       update_mode()
+      if on_quit then on_quit() end
       return false
     elseif tonumber(nxt) then
       local n = tonumber(nxt)
@@ -1288,8 +1293,10 @@ function dump(v, depth)
 end
 
 -- Host entry: open a session and run the command loop now, before the
--- program's first line (see the comment at the top of this file).
-local function start(msg)
+-- program's first line (see the comment at the top of this file). quit, if
+-- given, is called whenever a session is closed ("exit", end of input).
+local function start(msg, quit)
+  if quit then on_quit = quit end
   if started then
     if msg then pausemsg = msg end
     step_lines = 1
@@ -1309,6 +1316,29 @@ local function start(msg)
   local vars, file, line = capture_vars(2, 1)
   if not drive(3, events.STEP, vars, file, line, 0) then return end
   return sethook(debug_hook, 'crl')   -- NB: the last line event of start()
+end
+
+-- Host entry, as the message handler of the program's call: an error that
+-- nothing caught stops in the frame that raised it, before the stack unwinds
+-- (frames of C functions such as error() and of the agent are passed over).
+-- Reported as ERROR with the error as the message; a closed session opens.
+local function unhandled(msg)
+  local level = 2
+  local ar = getinfo(level, 'S')
+  while ar and (ar.what == 'C' or ar.source == AGENT_SOURCE) do
+    level = level + 1
+    ar = getinfo(level, 'S')
+  end
+  if not ar then return end
+  if not started then
+    coro_debugger = cocreate(debugger_loop)
+    started = true
+  end
+  pausemsg = tostring(msg)
+  current_thread = 'main'
+  tracestack(level)
+  local vars, file, line = capture_vars(level, 1)
+  drive(level + 1, events.ERROR, vars, file, line, 0)
 end
 
 -- coroutines created under the debugger run with a hook of their own (or,
@@ -1378,6 +1408,7 @@ local M = {
   pause     = pause_impl,
   dump      = dump,
   start     = start,
+  unhandled = unhandled,
   traceback = traceback,
   version   = VERSION,
 }
