@@ -7,6 +7,7 @@ ROOT=$PWD
 JOBS=${JOBS:-2}
 # Another build tree (say, one per work in progress) keeps its own Wine prefix.
 BUILD=${SORBLUA_BUILD:-build}
+case $BUILD in /*) ;; *) BUILD=$ROOT/$BUILD ;; esac
 
 bash scripts/setup.sh
 
@@ -21,7 +22,7 @@ cmake --build "$BUILD/win32" -j "$JOBS"
 cmake --build "$BUILD/native" -j "$JOBS"
 
 # Create the tests' Wine prefix once, before tests run side by side.
-export WINEPREFIX="$ROOT/$BUILD/win32/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+export WINEPREFIX="$BUILD/win32/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 [ -f "$WINEPREFIX/system.reg" ] || wineboot -i >/dev/null 2>&1 || true
 wineserver -w 2>/dev/null || true
 

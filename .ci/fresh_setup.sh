@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# A fresh machine's first run, as far as one can be made here: no deb-src
+# entry and an empty library cache. setup.sh must fetch and build the
+# libraries, print nothing on standard output (callers capture it), and the
+# demo must then pass first time on that cache. Not part of the tests: it
+# needs root (it edits apt's sources) and the network, and takes minutes.
+#   sudo bash .ci/fresh_setup.sh
+set -euo pipefail
+cd "$(dirname "$0")/.."
+[ "$(id -u)" -eq 0 ] || { echo "fresh_setup: run as root" >&2; exit 1; }
+
+work=$(mktemp -d)
+aside="$work/sources-aside"
+mkdir -p "$aside"
+restore() {
+  # Put back every source entry moved aside, then refresh the lists.
+  if compgen -G "$aside/*" >/dev/null; then mv "$aside"/* /etc/apt/sources.list.d/; fi
+  [ -f "$aside.list" ] && cp "$aside.list" /etc/apt/sources.list
+  apt-get update -q >/dev/null 2>&1 || true
+  rm -rf "$work"
+}
+trap restore EXIT
+
+for f in /etc/apt/sources.list.d/*.sources; do
+  [ -e "$f" ] && grep -q '^Types:.*deb-src' "$f" && mv "$f" "$aside/"
+done
+if grep -qs '^deb-src' /etc/apt/sources.list; then
+  cp /etc/apt/sources.list "$aside.list"
+  sed -i 's/^deb-src/# deb-src/' /etc/apt/sources.list
+fi
+apt-get update -q >/dev/null 2>&1 || true
+
+export SORBLUA_CACHE="$work/cache" SORBLUA_BUILD="$work/build"
+status=0
+bash scripts/setup.sh >"$work/setup.out" 2>"$work/setup.err" || status=$?
+if [ $status -ne 0 ]; then
+  cat "$work/setup.err" >&2
+  echo "fresh_setup: setup.sh failed ($status)" >&2; exit 1
+fi
+if [ -s "$work/setup.out" ]; then
+  cat "$work/setup.out" >&2
+  echo "fresh_setup: setup.sh printed the above on standard output" >&2; exit 1
+fi
+for lib in pcre-8.39/lib/libpcreposix.a pcre-8.39-native/lib/libpcreposix.a lua-5.1.5/lib/liblua.a; do
+  [ -f "$SORBLUA_CACHE/$lib" ] || { echo "fresh_setup: no $lib in the cache" >&2; exit 1; }
+done
+
+# The first README command on that cache, in a build tree of its own.
+bash scripts/demo.sh >"$work/demo.out" 2>"$work/demo.err" || {
+  cat "$work/demo.err" >&2; echo "fresh_setup: demo.sh failed" >&2; exit 1; }
+grep -q 'Debugging process terminated.' "$work/demo.out" || {
+  cat "$work/demo.out" >&2; echo "fresh_setup: the demo did not run to its end" >&2; exit 1; }
+echo "fresh_setup: setup and demo passed first time on an empty cache without deb-src"
