@@ -6,8 +6,10 @@
 ** usage: SorbLua [options] script [file [args...]]
 */
 
+#include <ctype.h>
 #include <fcntl.h>
 #include <io.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -40,6 +42,13 @@ static const char *progname = "SorbLua";
 /* set while the program runs: os.exit() still owes the end line */
 static int running = 0;
 
+/* set once an error has reached the program's message handler */
+static int failing = 0;
+
+/* registry references: the interpreter's own debug.traceback, the agent's unhandled */
+static int traceback_ref = LUA_NOREF;
+static int unhandled_ref = LUA_NOREF;
+
 
 static void print_usage (void) {
   printf(
@@ -70,11 +79,15 @@ static void l_message (const char *msg) {
 }
 
 
-/* reports the error message on top of the stack, lua.c style */
+/*
+** Reports a failure before the program's first line: the error message on
+** top of the stack, lua.c style, then the line that makes the plug-in show
+** its error notice (else the user would see the session end silently).
+*/
 static int report (lua_State *L, const char *what, int code) {
   const char *msg = lua_tostring(L, -1);
   if (msg == NULL) msg = "(error object is not a string)";
-  printf("%s: %s: %s\n", progname, what, msg);
+  printf("%s: %s: %s\n%s\n", progname, what, msg, MSG_UNHANDLED);
   lua_pop(L, 1);
   return code;
 }
@@ -151,6 +164,91 @@ static int load_resource_agent (lua_State *L) {
 }
 
 
+/*
+** Pushes the path a chunk is loaded by, and so named: '/' for '\', the only
+** separator the agent's breakpoint matching knows (a module found along
+** Lua's default path ".\?.lua" would else be named ".\shapes.lua", which
+** "setb 19 shapes.lua" never matches). Windows opens the file by either
+** name. A "\\?\" path takes no '/' and stays as it is.
+*/
+static const char *push_chunkname (lua_State *L, const char *path) {
+  if (strncmp(path, "\\\\?\\", 4) == 0) {
+    lua_pushstring(L, path);
+    return lua_tostring(L, -1);
+  }
+  return luaL_gsub(L, path, "\\", "/");
+}
+
+
+/* luaL_loadfile, the chunk named by push_chunkname */
+static int load_file (lua_State *L, const char *path) {
+  int status;
+  luaL_checkstack(L, 2, "load_file");
+  status = luaL_loadfile(L, push_chunkname(L, path));
+  lua_remove(L, -2);
+  return status;
+}
+
+
+static int readable (const char *filename) {
+  FILE *f = fopen(filename, "r");
+  if (f == NULL) return 0;
+  fclose(f);
+  return 1;
+}
+
+
+/*
+** package.loaders[2]: Lua 5.1's loader of Lua modules along package.path,
+** with the same search, results and messages, but chunks named by load_file.
+** Upvalue 1 is the package table.
+*/
+static int loader_lua (lua_State *L) {
+  const char *name = luaL_checkstring(L, 1);
+  const char *path, *filename = NULL;
+  lua_getfield(L, lua_upvalueindex(1), "path");
+  path = lua_tostring(L, -1);
+  if (path == NULL)
+    luaL_error(L, LUA_QL("package.path") " must be a string");
+  name = luaL_gsub(L, name, ".", LUA_DIRSEP);
+  lua_pushliteral(L, "");  /* the error accumulator */
+  while (*path != '\0') {
+    const char *end;
+    while (*path == *LUA_PATHSEP) path++;
+    if (*path == '\0') break;
+    end = strchr(path, *LUA_PATHSEP);
+    if (end == NULL) end = path + strlen(path);
+    lua_pushlstring(L, path, (size_t)(end - path));
+    filename = luaL_gsub(L, lua_tostring(L, -1), LUA_PATH_MARK, name);
+    lua_remove(L, -2);  /* the template */
+    if (readable(filename)) break;
+    lua_pushfstring(L, "\n\tno file " LUA_QS, filename);
+    lua_remove(L, -2);  /* the file name */
+    lua_concat(L, 2);
+    filename = NULL;
+    path = end;
+  }
+  if (filename == NULL)
+    return 1;  /* the list of files tried */
+  if (load_file(L, filename) != 0)
+    luaL_error(L, "error loading module " LUA_QS " from file " LUA_QS ":\n\t%s",
+               lua_tostring(L, 1), filename, lua_tostring(L, -1));
+  return 1;
+}
+
+
+static void install_loader (lua_State *L) {
+  lua_getglobal(L, LUA_LOADLIBNAME);
+  lua_getfield(L, -1, "loaders");
+  if (lua_istable(L, -1)) {
+    lua_pushvalue(L, -2);
+    lua_pushcclosure(L, loader_lua, 1);
+    lua_rawseti(L, -2, 2);
+  }
+  lua_pop(L, 2);
+}
+
+
 /* pushes the agent chunk: from file, else $SORBLUA_AGENT, else the DLL */
 static int load_agent (lua_State *L, const char *file) {
   if (file == NULL) {
@@ -200,6 +298,79 @@ static int getargs (lua_State *L, char **argv, int n) {
 }
 
 
+/* the line of a syntax error ("name:12: ..."), else 0 */
+static int error_line (const char *msg) {
+  const char *p;
+  for (p = strchr(msg, ':'); p != NULL; p = strchr(p + 1, ':')) {
+    char *end;
+    long n;
+    if (!isdigit((unsigned char)p[1])) continue;
+    n = strtol(p + 1, &end, 10);
+    if (*end == ':' && n > 0 && n <= INT_MAX) return (int)n;
+  }
+  return 0;
+}
+
+
+/*
+** The program cannot be loaded: a syntax error moves the IDE's marker to
+** its line (the agent's position line, file named as the agent names it);
+** then the error and the line that brings the IDE's error notice.
+*/
+static int load_failed (lua_State *L, const char *script, int status) {
+  int line = (status == LUA_ERRSYNTAX) ? error_line(lua_tostring(L, -1)) : 0;
+  if (line > 0) {
+    const char *name = push_chunkname(L, script);
+    printf("Error in application file: %s (%d)\n", name, line);
+    lua_pop(L, 1);
+  }
+  return report(L, "cannot load the program", EXIT_NOSCRIPT);
+}
+
+
+/*
+** Message handler of the program's call: before the stack unwinds, the
+** agent stops in the frame that failed (protected: a failure of its own
+** leaves the error as it is); then the error gets lua.c's stack traceback.
+*/
+static int msghandler (lua_State *L) {
+  if (!failing) {
+    failing = 1;
+    lua_rawgeti(L, LUA_REGISTRYINDEX, unhandled_ref);
+    if (lua_isfunction(L, -1)) {
+      lua_pushvalue(L, 1);
+      lua_pcall(L, 1, 0, 0);
+    }
+    lua_settop(L, 1);
+  }
+  if (!lua_isstring(L, 1))
+    return 1;  /* a non-string error object stays as it is */
+  lua_rawgeti(L, LUA_REGISTRYINDEX, traceback_ref);
+  if (!lua_isfunction(L, -1)) {
+    lua_pushvalue(L, 1);
+    return 1;
+  }
+  lua_pushvalue(L, 1);
+  lua_pushinteger(L, 2);  /* from the function that raised the error */
+  lua_call(L, 2, 1);
+  return 1;
+}
+
+
+/*
+** The agent's session was closed (its quit word, also sent by the plug-in's
+** Stop and Kill, or the end of input): nobody drives the program any more,
+** so it ends here, as os.exit would, with the end line the plug-in waits for.
+*/
+static int quit (lua_State *L) {
+  (void)L;
+  running = 0;
+  printf("%s\n", MSG_TERMINATED);
+  exit(failing ? EXIT_FAILED : EXIT_ENDED);
+  return 0;
+}
+
+
 /* the error of a failed program, with the line the plug-in watches for */
 static int unhandled (lua_State *L) {
   const char *msg = lua_tostring(L, -1);
@@ -217,28 +388,37 @@ static int unhandled (lua_State *L) {
 ** The session opens before the program's first line: the agent's start()
 ** answers the commands sent at start (breakpoints) and returns on the first
 ** stepping command; the chunk is then called at once, so that "step" stops
-** on its first line. The agent's debug.traceback as message handler makes
-** an uncaught error stop in the debugger before the stack unwinds.
+** on its first line. msghandler makes an uncaught error stop in the
+** debugger before the stack unwinds. Modules, also those LUA_INIT loads,
+** come through loader_lua.
 */
 static int run (lua_State *L, char **argv, int script, const char *agent) {
   int narg, status;
+  install_loader(L);
+  lua_getglobal(L, LUA_DBLIBNAME);  /* before LUA_INIT and the agent replace it */
+  lua_getfield(L, -1, "traceback");
+  traceback_ref = luaL_ref(L, LUA_REGISTRYINDEX);
+  lua_pop(L, 1);
   if (handle_luainit(L) != 0)
     return report(L, LUA_INIT, EXIT_NOSCRIPT);
   if (load_agent(L, agent) != 0 || lua_pcall(L, 0, 1, 0) != 0)
     return report(L, "cannot load the debugger agent", EXIT_NOAGENT);
   if (!lua_istable(L, -1)) {
-    l_message("the debugger agent returned no module");
-    return EXIT_NOAGENT;
+    lua_pushliteral(L, "it returned no module");
+    return report(L, "cannot load the debugger agent", EXIT_NOAGENT);
   }
+  lua_getfield(L, -1, "unhandled");
+  unhandled_ref = luaL_ref(L, LUA_REGISTRYINDEX);
   lua_getfield(L, -1, "start");
-  lua_getglobal(L, "debug");        /* the handler: the agent's replacement */
-  lua_getfield(L, -1, "traceback");
-  lua_replace(L, -2);
-  if (luaL_loadfile(L, argv[script]) != 0)
-    return report(L, "cannot load the program", EXIT_NOSCRIPT);
+  lua_pushcfunction(L, msghandler);
+  status = load_file(L, argv[script]);
+  if (status != 0)
+    return load_failed(L, argv[script], status);
   narg = getargs(L, argv, script);
   lua_pushvalue(L, -(narg + 3));    /* start */
-  if (lua_pcall(L, 0, 0, 0) != 0)
+  lua_pushnil(L);                   /* no message */
+  lua_pushcfunction(L, quit);
+  if (lua_pcall(L, 2, 0, 0) != 0)
     return unhandled(L);
   running = 1;
   status = lua_pcall(L, narg, 0, -(narg + 2));

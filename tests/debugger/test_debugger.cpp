@@ -21,13 +21,19 @@ const std::string kPrompt = "[DEBUG]> ", kBanner = "Lua Debugger - Version ",
                   kEnd = "Debugging process terminated.\n", kUnhandled = "Unhandled Lua Exception\n";
 const size_t npos = std::string::npos;
 
+std::string lower(std::string s) {  // the agent lower-cases file names on Windows
+  for (char &c : s) c = (char)tolower((unsigned char)c);
+  return s;
+}
+
 struct Session {
   HANDLE in, out, child_in, child_out;
   PROCESS_INFORMATION pi{};
   std::string text;  // everything read
   size_t mark = 0;   // how much of it until() has handed out
 
-  explicit Session(const std::string &args, const std::string &dir = kDir) {
+  explicit Session(const std::string &args, const std::string &dir = kDir,
+                   const char *cwd = nullptr) {
     SECURITY_ATTRIBUTES sa{sizeof sa, nullptr, TRUE};
     CreatePipe(&child_in, &in, &sa, 0);
     CreatePipe(&out, &child_out, &sa, 0);
@@ -39,7 +45,7 @@ struct Session {
     si.hStdOutput = si.hStdError = child_out;
     std::string cmd = "\"" + dir + "/SorbLua.exe\" " + args;
     EXPECT_TRUE(CreateProcessA(nullptr, &cmd[0], nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
-                               nullptr, nullptr, &si, &pi)) << cmd;
+                               nullptr, cwd, &si, &pi)) << cmd;
     CloseHandle(child_in);
     CloseHandle(child_out);
   }
@@ -90,11 +96,12 @@ struct Case {
   const char *absent;
   DWORD code;
   std::string dir = kDir;
+  const char *cwd = nullptr;
 };
 
 void check(const Case &r) {
   DWORD code = 99;
-  Session s(r.args, r.dir);
+  Session s(r.args, r.dir, r.cwd);
   if (!r.input.empty()) s.send(r.input);
   std::string out = s.finish(&code);
   size_t at = 0;
@@ -118,12 +125,10 @@ TEST(Debugger, StopsBeforeFirstLineAndInterleavesOutput) {
   EXPECT_NE(npos, s.until(kPrompt).find(kBanner));
   for (DWORD t = GetTickCount(); s.pump(t, 300);) {}
   EXPECT_EQ(npos, s.text.find("line one"));
-  s.send("step");  // the agent lower-cases file names on Windows
-  std::string lower = kProgs;
-  for (char &c : lower) c = (char)tolower((unsigned char)c);
-  EXPECT_EQ("Paused at file: " + lower + "order.lua (1) (1)\n" + kPrompt, s.until(kPrompt));
   s.send("step");
-  EXPECT_EQ("line one\nPaused at file: " + lower + "order.lua (2) (1)\n" + kPrompt,
+  EXPECT_EQ("Paused at file: " + lower(kProgs) + "order.lua (1) (1)\n" + kPrompt, s.until(kPrompt));
+  s.send("step");
+  EXPECT_EQ("line one\nPaused at file: " + lower(kProgs) + "order.lua (2) (1)\n" + kPrompt,
             s.until(kPrompt));
 }
 
@@ -135,17 +140,53 @@ TEST(Debugger, SessionsAndCommandLine) {
   const Case runs[] = {
       {order, "setb 4 order.lua\nrun\nrun", {"Breakpoint set", "line one\n",
        "order.lua (4) (1) (breakpoint)\n", "line four 3\n" + kEnd}, nullptr, 0},
-      // an uncaught error stops in the agent first; pcall'd ones do not
-      {kProgs + "error.lua", "run\nrun", {"false\tcaught\n", "error.lua:2: boom\n" + kPrompt,
-       "error.lua:2: boom\nstack traceback:\n", kUnhandled}, "not reached", 1},
+      // an uncaught error stops where it was raised, pcall'd ones do not; there
+      // the failing frame is the context, and going on the error ends the program
+      {kProgs + "error.lua", "run\ntrace\n=twice\nrun",
+       {"false\tcaught\n", "Error in application file: " + lower(kProgs) + "error.lua (2)\n",
+        "error.lua:2: boom 42\n" + kPrompt, "[1]***\tfail in ",
+        "error.lua:2\n[2]\tmain in ", "42\t\n", "error.lua:2: boom 42\nstack traceback:\n"
+        "\t[C]: in function 'error'\n", kUnhandled}, "not reached", 1},
+      // the quit word ends the program: at the first prompt, at a stop, at the
+      // error's stop (which keeps the failure's exit code); so does the end of input
+      {order, "exit", {kPrompt + kEnd}, "line one", 0},
+      {order, "step\nstep\nexit", {"line one\n", "order.lua (2) (1)\n" + kPrompt + kEnd},
+       "line four", 0},
+      {kProgs + "error.lua", "run\nexit", {"Message: ", kPrompt + kEnd}, kUnhandled.c_str(), 1},
+      {order, "step", {"order.lua (1) (1)\n" + kPrompt + "\n" + kEnd}, "line one", 0},
       {"-- " + args + " \"two words\" x", "run",
        {"n=2 #arg=2\narg[-2]=" + kDir + "/SorbLua.exe\narg[-1]=--\narg[0]=" + args +
         "\narg[1]=two words\narg[2]=x\ndots=two words|x\n"}, nullptr, 0},
       {order, "", {"SorbLua: cannot load the debugger agent: cannot open ",
        "\\nodll\\SorbLua.dll\n"}, kBanner.c_str(), 3, bare},
       {"-a " + kAgent + " " + order, "", {kBanner, kEnd}, nullptr, 0, bare},
-      {kProgs + "nope.lua", "", {"SorbLua: cannot load the program: cannot open "},
+      // a program that cannot be loaded brings the IDE's error notice, a syntax
+      // error a position as well
+      {kProgs + "nope.lua", "", {"SorbLua: cannot load the program: cannot open ", kUnhandled},
        kBanner.c_str(), 2},
+      {kProgs + "syntax.lua", "", {"Error in application file: " + kProgs + "syntax.lua (3)\n"
+       "SorbLua: cannot load the program: ", "syntax.lua:3: unexpected symbol near '='\n" +
+       kUnhandled}, kBanner.c_str(), 2},
   };
   for (const Case &r : runs) check(r);
+}
+
+// Modules found along Lua's default path (".\\?.lua", here the current folder)
+// and along a LUA_PATH written with backslashes are named with '/', so that a
+// breakpoint on the bare file name, as the IDE sends it, stops there. The
+// search and its message stay Lua's own; LUA_INIT still runs first.
+TEST(Debugger, ModulesStopOnBareNames) {
+  std::string lib = kProgs + "lib/?.lua;;";
+  for (char &c : lib) if (c == '/') c = '\\';
+  SetEnvironmentVariableA("LUA_PATH", lib.c_str());
+  SetEnvironmentVariableA("LUA_INIT", "from_init = 'yes'");
+  const std::string inLib = lower(kProgs) + "lib/far.lua";
+  check({"modules.lua", "setb 2 near.lua\nsetb 2 far.lua\nrun\nrun\nrun",
+         {"Paused at file: ./sub/near.lua (2) (2) (breakpoint)\n",
+          "Paused at file: " + inLib + " (2) (2) (breakpoint)\n", "sum 33 init yes\n",
+          "module 'nosuch' not found:\n\tno field package.preload['nosuch']\n\tno file '" +
+          lib.substr(0, lib.size() - 7) + "nosuch.lua'\n\tno file '.\\nosuch.lua'\n", kEnd},
+         nullptr, 0, kDir, (kDir + "/programs").c_str()});
+  SetEnvironmentVariableA("LUA_PATH", nullptr);
+  SetEnvironmentVariableA("LUA_INIT", nullptr);
 }

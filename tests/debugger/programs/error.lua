@@ -1,4 +1,4 @@
 print(pcall(error, "caught"))
-local function fail() error("boom") end
-fail()
+local function fail(n) local twice = n * 2 error("boom " .. twice) end
+fail(21)
 print("not reached")

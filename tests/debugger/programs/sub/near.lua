@@ -1,0 +1,3 @@
+return function(x)
+  return x + 10
+end
