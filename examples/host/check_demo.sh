@@ -11,14 +11,17 @@ fail() { printf '%s\n' "$out"; echo "check_demo: $*"; exit 1; }
 [ $status -eq 0 ] || fail "demo_session exited with $status"
 
 stop=$(grep -n 'stops here' "$examples/demo.lua" | cut -d: -f1)
+later=$(grep -n 'stops here' "$examples/shapes.lua" | cut -d: -f1)
 walk=$(sed -n -e 's/^  marker -> .*\\\([^\\]*\) line \([0-9]*\)$/\1 \2/p' \
               -e 's/^  marker cleared$/cleared/p' <<<"$out" | tr '\n' ' ')
-want="cleared demo.lua $stop demo.lua 5 shapes.lua 19 demo.lua 6 demo.lua 18 cleared cleared cleared cleared "
+want="cleared demo.lua $stop demo.lua 5 shapes.lua 19 demo.lua 6 demo.lua 18 cleared shapes.lua $later cleared cleared cleared cleared "
 [ "$walk" = "$want" ] || fail "the marker walked: $walk
 expected:          $want"
 
 for line in "  | Breakpoint set in file demo.lua line $stop" \
             "  | [3]	main in " \
+            "  | Paused at file: ./shapes.lua ($later) (3) (breakpoint)" \
+            "  | [1]***	area in ./shapes.lua:$later" \
             '  |   kind = "circle";' \
             "  | 3.1415926535898	" \
             "  | circle    3.14" \

@@ -5,8 +5,10 @@
    thing the user does.
 
    usage: demo_session [program.lua]
-   The program defaults to demo.lua in the current folder; SorbLua.dll and
-   SorbLua.exe are taken from this program's folder. */
+   The program defaults to demo.lua in the current folder; it requires
+   shapes.lua beside it. Each file marks the line of its breakpoint with a
+   comment "stops here". SorbLua.dll and SorbLua.exe are taken from this
+   program's folder. */
 #include <windows.h>
 #include <shlobj.h>
 #include <fcntl.h>
@@ -205,10 +207,10 @@ static void forgetBreakpoints(void) {
 
 int main(int argc, char** argv) {
   char here[MAX_PATH], dll[MAX_PATH + 16], exe[MAX_PATH + 16];
-  char program[MAX_PATH], directory[MAX_PATH], error[300];
+  char program[MAX_PATH], directory[MAX_PATH], module[MAX_PATH + 16], error[300];
   char* name;
   HostExecInfo exec;
-  int line, from;
+  int line, moduleLine, from;
 
   /* Plain line feeds: the transcript is read where the build runs. */
   _setmode(_fileno(stdout), _O_BINARY);
@@ -224,9 +226,11 @@ int main(int argc, char** argv) {
   }
   memcpy(directory, program, name - program - 1);
   directory[name - program - 1] = 0;
+  snprintf(module, sizeof module, "%s\\shapes.lua", directory);
   line = breakLine(program);
-  if (!line) {
-    printf("demo: %s has no line marked \"stops here\"\n", program);
+  moduleLine = breakLine(module);
+  if (!line || !moduleLine) {
+    printf("demo: %s or %s has no line marked \"stops here\"\n", program, module);
     return 1;
   }
 
@@ -263,6 +267,11 @@ int main(int argc, char** argv) {
   press(HS_NEXT, 1);    /* over print(): its output, then the loop's next line */
   type("vars 1");
   breakpoint(HS_BREAK_CLEAR, program, name, line);
+  /* In the module, which require found along Lua's default path. */
+  breakpoint(HS_BREAK_SET, module, "shapes.lua", moduleLine);
+  press(HS_CONTINUE, 1);
+  press(HS_STACK, 0);
+  breakpoint(HS_BREAK_CLEAR, module, "shapes.lua", moduleLine);
 
   from = hostEventCount();
   announce("presses %s", caption(HS_CONTINUE));
