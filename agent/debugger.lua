@@ -47,6 +47,15 @@ local sfind, ssub, sgsub, slower, srep, sformat, smatch, gmatch =
       string.find, string.sub, string.gsub, string.lower, string.rep,
       string.format, string.match, string.gmatch
 local tinsert, tconcat, tsort = table.insert, table.concat, table.sort
+local rawget, rawset, setmetatable, next = rawget, rawset, setmetatable, next
+
+-- The agent talks through the process's standard streams, captured now: the
+-- program's default files (io.output, io.input) are its own business and
+-- may be redirected or closed. Its globals are set with rawset, so that a
+-- guard on the global table (strict mode) never sees the agent's writes.
+local stdout, stdin = io.stdout, io.stdin
+local fwrite, fflush, fread = stdout.write, stdout.flush, stdin.read
+local globals = getfenv(1)
 
 --{{{ state
 
@@ -693,9 +702,9 @@ local function debugger_loop()
       local _, e, arg = sfind(args, '^%s*([%w%p]*)', pos)
       if e then pos = e + 1 else arg = '' end
       if c == 'F' then
-        if arg == '' or arg == '-' then arg = breakfile end
+        if arg == '' or arg == '-' then arg = rawget(globals, 'breakfile') end
       elseif c == 'L' then
-        if arg == '' or arg == '-' then arg = breakline end
+        if arg == '' or arg == '-' then arg = rawget(globals, 'breakline') end
         arg = tonumber(arg or '') or 0
       elseif c == 'N' then
         arg = tonumber(arg) or 0
@@ -706,12 +715,15 @@ local function debugger_loop()
   end
 
   local function resume_program(what)
-    eval_env, breakfile, breakline = report(coyield(what))
+    local env, file, line = report(coyield(what))
+    rawset(globals, 'eval_env', env)
+    rawset(globals, 'breakfile', file)
+    rawset(globals, 'breakline', line)
   end
 
   while true do
     out('[DEBUG]> ')
-    local line = io.read('*l')
+    local line = fread(stdin, '*l')
     if line == nil then
       out('\n')
       line = 'exit'
@@ -816,16 +828,16 @@ local function debugger_loop()
 
     elseif command == 'goto' then
       local ln = tonumber((getargs('S')))
-      if ln and breakfile then
+      local file = rawget(globals, 'breakfile')
+      if ln and file then
         step_into = false
         step_over = false
-        if has_breakpoint(breakfile, ln) then
+        if has_breakpoint(file, ln) then
           resume_program('cont')
         else
-          local file = breakfile
           set_breakpoint(file, ln)
           resume_program('cont')
-          if breakfile == file and breakline == ln then
+          if rawget(globals, 'breakfile') == file and rawget(globals, 'breakline') == ln then
             remove_breakpoint(file, ln)
           end
         end
@@ -1010,8 +1022,8 @@ end
 -- by their line numbers, listed in agent_lines at the end.
 
 function out(...)
-  io.write(tconcat({...}))  -- one write: the reader sees whole lines
-  io.flush()
+  fwrite(stdout, tconcat({...}))  -- one write: the reader sees whole lines
+  fflush(stdout)
 end
 
 --{{{ dumping values
@@ -1150,7 +1162,7 @@ local function new_thread(th)
       return
     end
     current_thread = th
-    io.flush()
+    fflush(stdout)
     if event == 'call' or event == 'return' then
       trace_event(event, line, level)
       if event == 'call' then
@@ -1230,7 +1242,7 @@ local function new_thread(th)
           return
         end
       elseif fast then
-        io.flush()
+        fflush(stdout)
         if event == 'call' then
           stack = stack + 1
           return
@@ -1285,12 +1297,13 @@ local function pause_impl(x)
     sethook(debug_hook, 'crl')
   end
 end
-pause = pause_impl
+rawset(globals, 'pause', pause_impl)
 stop_here[pause_impl] = getinfo(pause_impl, 'S').lastlinedefined
 
-function dump(v, depth)
+local function dump(v, depth)
   dumpvar(v, (depth or 1) + 1, tostring(v))
 end
+rawset(globals, 'dump', dump)
 
 -- Host entry: open a session and run the command loop now, before the
 -- program's first line (see the comment at the top of this file). quit, if
@@ -1377,25 +1390,36 @@ end
 -- debug.traceback: the former result, after pause(message)
 local function traceback(...)
   local n = select('#', ...)
-  local a1, a2 = ...
+  local a1, a2, a3 = ...
   local result, msg
-  if type(a1) == 'thread' then
-    result = former_traceback(...)
-    msg = select(2, ...)
-  elseif n == 0 then
-    result = former_traceback()
-  elseif type(a1) ~= 'string' and type(a1) ~= 'number' then
-    result, msg = a1, a1
+  if type(a1) == 'thread' and a1 ~= corunning() then
+    result = former_traceback(...)   -- another thread: no frame of ours in it
+    msg = a2
   else
-    result = former_traceback(a1, (tonumber(a2) or 1) + 1)   -- skip this wrapper
+    -- the result plain Lua gives our caller: one level further up, and no
+    -- message at all is not an empty message
+    local co = type(a1) == 'thread' and a1
+    if co then n, a1, a2 = n - 1, a2, a3 end
+    local level = (tonumber(a2) or 1) + 1
+    if n == 0 then
+      result = sgsub(co and former_traceback(co, '', level) or former_traceback('', level), '^\n', '')
+    elseif type(a1) ~= 'string' and type(a1) ~= 'number' then
+      result = a1
+    elseif co then
+      result = former_traceback(co, a1, level)
+    else
+      result = former_traceback(a1, level)
+    end
     msg = a1
   end
+
   pause_impl(msg)
   return result   -- NB: the line before the final 'end' (see stop_here)
 end
 stop_here[traceback] = getinfo(traceback, 'S').lastlinedefined - 1
 debug.traceback = traceback
-_TRACEBACK = traceback
+rawset(globals, '_TRACEBACK', traceback)
+
 
 for l = getinfo(out, 'S').linedefined, getinfo(traceback, 'S').lastlinedefined do
   agent_lines[l] = true
