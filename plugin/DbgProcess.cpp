@@ -2,7 +2,11 @@
 
 #include <windows.h>
 #include <limits.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
+
+#include <initializer_list>
 
 #include "GdbSession.hpp"
 #include "cError.hpp"
@@ -18,23 +22,35 @@ static String recordText(const char* field) {
   return String(field, (int)strnlen(field, EXECINFO::TEXT - 1));
 }
 
-DbgProcess::DbgProcess(DebugContext* context)
-    : context_(context), readerActive_(0), startStatus_(0), param2_(0) {
+DbgProcess::DbgProcess(DebugContext* context, xDebugger* owner)
+    : context_(context),
+      owner_(owner),
+      readerActive_(0),
+      startStatus_(0),
+      param2_(0),
+      reader_(0),
+      writer_(0),
+      wake_(0),
+      leaving_(false),
+      chunks_(0),
+      refs_(1),
+      heldSession_(0),
+      heldContext_(0),
+      discarded_(false),
+      queue_(0),
+      queued_(0),
+      full_(false),
+      dropped_(0) {
   setCaching(true);  // the reader takes whole lines out of the cache
+  stream_.setFile(&readEnd_);
+  InitializeSRWLock(&queueLock_);
 }
 
-// The reader thread works on this object: it must be out before the object
-// goes. Ending the child ends its read; messages are handled meanwhile, in
-// case the host's callback waits for this thread.
+// The threads work on this object: they must be out before it goes.
 DbgProcess::~DbgProcess() {
-  if (readerActive_ != 1) return;
-  HANDLE read = output_.readHandle();  // kill leaves it open for the reader
-  kill(99);
-  for (DWORD start = GetTickCount(); readerActive_ == 1 && GetTickCount() - start < 5000;) {
-    pump();
-    Sleep(1);
-  }
-  if (read && readerActive_ == 0) CloseHandle(read);
+  if (!isIdle()) kill(99);
+  if (!endThreads(10000)) report(SOURCE_NAME, __LINE__, "The debugger's threads did not end");
+  release();
 }
 
 const char* DbgProcess::directory() const { return context_ ? context_->info.directory : ""; }
@@ -61,60 +77,316 @@ bool DbgProcess::start() {
   return ok;
 }
 
-bool DbgProcess::startReader() {
-  // Raised before the thread exists, so that a stop coming at once still
-  // waits for it rather than freeing what it is about to read.
-  readerActive_ = 1;
-  if (startThread(readerThread, this)) return true;
-  readerActive_ = 0;
-  report(__FILE__, __LINE__, "The debugger's reader thread could not be started");
+// ---------------------------------------------------------------- threads
+
+static const char moduleMark = 0;  // any address inside this module
+
+namespace {
+struct ThreadStart {
+  DbgProcess* process;
+  HMODULE module;
+};
+}  // namespace
+
+bool DbgProcess::launch(HANDLE& thread, LPTHREAD_START_ROUTINE main) {
+  // The thread runs our code to its last instruction: the module stays
+  // loaded until it leaves through FreeLibraryAndExitThread.
+  HMODULE self = 0;
+  if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, &moduleMark, &self)) return false;
+  InterlockedIncrement(&refs_);
+  ThreadStart* start = (ThreadStart*)malloc(sizeof *start);
+  if (start) {
+    start->process = this;
+    start->module = self;
+    thread = CreateThread(0, 0, main, start, 0, 0);
+  }
+  if (thread) return true;
+  free(start);
+  InterlockedDecrement(&refs_);
+  FreeLibrary(self);
   return false;
 }
 
-void DbgProcess::readerThread(void* process) { GuardedCall(readerBody, process); }
+bool DbgProcess::startReader() {
+  // Each end now belongs to the one thread that uses it; kill and the
+  // stopper never close a handle under a blocked call.
+  readEnd_.take(output_);
+  writeEnd_.take(input_);
+  wake_ = CreateEventA(0, FALSE, FALSE, 0);
+  // Raised before the thread exists, so that a stop coming at once still
+  // waits for it rather than freeing what it is about to read.
+  readerActive_ = 1;
+  bool ok = wake_ && launch(writer_, writerMain) && launch(reader_, readerMain);
+  if (!ok) {
+    readerActive_ = 0;
+    report(SOURCE_NAME, __LINE__, "The debugger's reader thread could not be started");
+  }
+  return ok;
+}
+
+bool DbgProcess::readerRunning() const {
+  return reader_ && WaitForSingleObject(reader_, 0) == WAIT_TIMEOUT;
+}
+
+// The last thread out frees what the stopper handed over.
+void DbgProcess::leaveThread() {
+  if (InterlockedDecrement(&refs_) != 0) return;
+  void* session = heldSession_;
+  void* context = heldContext_;
+  discard();
+  ::operator delete(session);
+  ::operator delete(context);
+}
+
+DWORD WINAPI DbgProcess::readerMain(void* argument) {
+  ThreadStart start = *(ThreadStart*)argument;
+  free(argument);
+  DbgProcess* process = start.process;
+  if (unsigned long code = GuardedCall(readerBody, process)) {
+    // Flag and busy stay as the fault left them; the buffers still go.
+    char text[80];
+    snprintf(text, sizeof text, "The debugger's reader thread stopped on exception 0x%08lX",
+             code);
+    report(SOURCE_NAME, __LINE__, text);
+    GuardedCall(releaseReader, process);
+  }
+  process->leaveThread();
+  FreeLibraryAndExitThread(start.module, 0);
+  return 0;
+}
 
 void DbgProcess::readerBody(void* argument) {
   DbgProcess* process = (DbgProcess*)argument;
   process->readerActive_ = 1;
-  process->readLoop(onOutput, process, onIdle, SLEEP);
+  try {
+    process->readLoop(onOutput, process, onIdle, SLEEP);
+  } catch (...) {
+    report(SOURCE_NAME, __LINE__, "The debugger's reader thread ended on an exception");
+  }
+  // Its session is freed without its destructor: what the reader holds goes now.
+  releaseReader(process);
   // Busy goes first: once the flag drops, the stopper may free the session
   // this object lives in.
-  if (process->context_ && CurrentSession) CurrentSession->SetBusy(false);
+  if (process->context_ && process->owner_ && !process->heldSession_)
+    process->owner_->SetBusy(false);
   process->readerActive_ = 0;
 }
+
+void DbgProcess::releaseReader(void* argument) {
+  DbgProcess* process = (DbgProcess*)argument;
+  process->readEnd_.close();
+  process->stream_.release();
+  process->cache_.clear();
+}
+
+int DbgProcess::ReadEnd::read(char* buffer, int size) {
+  InterlockedExchange(&reading, 1);
+  int n = Pipe::read(buffer, size);
+  InterlockedExchange(&reading, 0);
+  return n;
+}
+
+DWORD WINAPI DbgProcess::writerMain(void* argument) {
+  ThreadStart start = *(ThreadStart*)argument;
+  free(argument);
+  DbgProcess* process = start.process;
+  process->writeQueued();
+  process->writeEnd_.close();
+  process->leaveThread();
+  FreeLibraryAndExitThread(start.module, 0);
+  return 0;
+}
+
+// Small pieces, so that the queue takes new commands while one waits for
+// the child.
+void DbgProcess::writeQueued() {
+  for (;;) {
+    char piece[4096];
+    int n = 0;
+    AcquireSRWLockExclusive(&queueLock_);
+    bool leave = leaving_ || stop_;
+    if (!leave && queued_ > 0) {
+      n = queued_ < (int)sizeof piece ? queued_ : (int)sizeof piece;
+      memcpy(piece, queue_, n);
+      queued_ -= n;
+      memmove(queue_, queue_ + n, queued_);
+      full_ = false;
+    }
+    ReleaseSRWLockExclusive(&queueLock_);
+    if (leave) return;
+    if (n == 0)
+      WaitForSingleObject(wake_, INFINITE);
+    else
+      writeEnd_.write(piece, n);  // a dead debugger is the reader's to notice
+  }
+}
+
+bool DbgProcess::write(const char* text) {
+  if (!text) {
+    report(SOURCE_NAME, __LINE__);
+    return false;
+  }
+  int n = (int)strlen(text);
+  bool reportFull = false, ok = false;
+  AcquireSRWLockExclusive(&queueLock_);
+  if (leaving_ || stop_) {
+    // the child is gone or going: nobody reads
+  } else if (n > QUEUE_LIMIT - queued_) {
+    dropped_++;
+    reportFull = !full_;
+    full_ = true;
+  } else {
+    if (!queue_) queue_ = (char*)malloc(QUEUE_LIMIT);
+    if (queue_) {
+      memcpy(queue_ + queued_, text, n);
+      queued_ += n;
+      ok = true;
+    }
+  }
+  ReleaseSRWLockExclusive(&queueLock_);
+  if (ok && wake_) SetEvent(wake_);
+  if (reportFull)
+    report(SOURCE_NAME, __LINE__,
+           "The debugger reads no commands: its queue is full, commands are dropped");
+  return ok;
+}
+
+bool DbgProcess::kill(unsigned code) {
+  bool ok = Spawn::kill(code);
+  if (wake_) SetEvent(wake_);  // the writer leaves on the stop flag
+  return ok;
+}
+
+void DbgProcess::waitForLastOutput(unsigned ms) {
+  DWORD start = GetTickCount(), idleSince = start;
+  long seen = chunks_;
+  while (readerRunning() && GetTickCount() - start < ms) {
+    if (chunks_ != seen) seen = chunks_, idleSince = GetTickCount();
+    if (GetTickCount() - idleSince > 300) break;  // held open by someone else
+    MsgWaitForMultipleObjects(1, &reader_, FALSE, 10, QS_ALLINPUT);
+    pump();
+  }
+}
+
+bool DbgProcess::endThreads(unsigned ms) {
+  AcquireSRWLockExclusive(&queueLock_);
+  leaving_ = true;
+  stop_ = true;  // ends the read loop at its next pass
+  ReleaseSRWLockExclusive(&queueLock_);
+  if (wake_) SetEvent(wake_);
+  for (DWORD start = GetTickCount();;) {
+    HANDLE live[2];
+    DWORD n = 0;
+    if (readerRunning()) {
+      // Only inside our read: the host's callback may do I/O of its own.
+      if (readEnd_.reading) CancelSynchronousIo(reader_);
+      live[n++] = reader_;
+    }
+    if (writer_ && WaitForSingleObject(writer_, 0) == WAIT_TIMEOUT) {
+      CancelSynchronousIo(writer_);  // it does no I/O but ours
+      live[n++] = writer_;
+    }
+    if (n == 0) return true;
+    if (GetTickCount() - start >= ms) return false;
+    MsgWaitForMultipleObjects(n, live, FALSE, 10, QS_ALLINPUT);
+    pump();
+  }
+}
+
+void DbgProcess::release() {
+  if (info_.hProcess) {  // a child that left our pipes but runs on stays
+    CloseHandle(info_.hThread);
+    CloseHandle(info_.hProcess);
+    memset(&info_, 0, sizeof info_);
+  }
+  input_.close();
+  output_.close();
+  error_.close();
+  releaseReader(this);
+  writeEnd_.close();
+  for (HANDLE* h : {&reader_, &writer_, &wake_}) {
+    if (*h) CloseHandle(*h);
+    *h = 0;
+  }
+  free(queue_);
+  queue_ = 0;
+  queued_ = 0;
+}
+
+void DbgProcess::discard() {
+  if (discarded_) return;
+  release();
+  discarded_ = true;
+  commandLine_.~String();
+  command_.~String();
+  scratch_.~String();
+}
+
+void DbgProcess::handOver(void* session, void* context) {
+  heldSession_ = session;
+  heldContext_ = context;
+  if (session || context) leaving_ = true;
+  if (InterlockedDecrement(&refs_) == 0) {
+    discard();
+    ::operator delete(session);
+    ::operator delete(context);
+  }
+}
+
+// ---------------------------------------------------------------- output
 
 bool DbgProcess::onIdle(const char*, void*) {
   pump();
   return false;
 }
 
+void DbgProcess::watch(String& line, bool& errorSeen) {
+  String file;
+  int number;
+  bool terminated, error;
+  if (WatchLine(context_, line, file, number, terminated, error))
+    context_->ReportLocation(file, number);
+  if (error) errorSeen = true;
+  if (terminated) {
+    cache().clear();
+    // Its own session: never the one that is current by the time this runs.
+    if (owner_) {
+      owner_->SetBusy(false);
+      owner_->Quit();
+    }
+    context_->ReportLocation("", 0);
+  }
+}
+
 bool DbgProcess::onOutput(const char* chunk, void* argument) {
   DbgProcess* process = (DbgProcess*)argument;
-  if (!process || !process->context_) return true;
+  if (!process || !process->context_ || process->heldSession_) return true;
   DebugContext* context = process->context_;
+  InterlockedIncrement(&process->chunks_);
 
-  // The whole chunk first, so that a half line shows at once. Ctrl-Z would
-  // end the text for some output windows.
-  String copy(chunk ? chunk : "");
-  for (int i = copy.find('\x1a'); i >= 0; i = copy.find('\x1a', i + 1)) copy.at(i) = ' ';
-  context->ReportText(copy);
+  // Ctrl-Z would end the text for some output windows. The chunk is the
+  // stream's own block: edited in place, no copy of up to a megabyte.
+  char* block = process->stream_.block();
+  int length = process->stream_.length();
+  if (chunk && chunk == block)
+    for (char* p = block; (p = (char*)findByte(p, (int)(block + length - p), '\x1a'));) *p = ' ';
+  // The whole chunk first, so that a half line shows at once.
+  context->ReportText(chunk ? chunk : "");
 
   bool errorSeen = false;
-  String line, file;
-  while (process->cache().getLine(line)) {
-    int number;
-    bool terminated, error;
-    if (WatchLine(context, line, file, number, terminated, error))
-      context->ReportLocation(file, number);
-    if (error) errorSeen = true;
-    if (terminated) {
-      process->cache().clear();
-      if (CurrentSession) {
-        CurrentSession->SetBusy(false);
-        CurrentSession->Quit();
-      }
-      context->ReportLocation("", 0);
+  try {
+    String line;
+    StreamCache& cache = process->cache();
+    while (cache.getLine(line)) process->watch(line, errorSeen);
+    // A program that never ends its line must not grow the cache for ever.
+    if (cache.length() > LINE_LIMIT) {
+      line = cache.text();
+      cache.clear();
+      process->watch(line, errorSeen);
     }
+  } catch (...) {
+    process->cache().clear();
+    report(SOURCE_NAME, __LINE__, "The debugger's output could not be taken apart");
   }
   if (errorSeen) context->ReportError();  // once, however many lines said so
   return false;

@@ -58,7 +58,7 @@ static const char* breakFormat() {
     if (*++p == '%') continue;
     while (*p && strchr("-+ #0123456789.", *p)) p++;
     if (!*p || argument >= 3 || !strchr(accepted[argument], *p)) {
-      report(__FILE__, __LINE__, "The breakpoint format does not fit its arguments");
+      report(SOURCE_NAME, __LINE__, "The breakpoint format does not fit its arguments");
       return defaultBreakFormat;
     }
     argument++;
@@ -104,8 +104,7 @@ int BreakClear(xDebugger& session, const char* workspace, const char* file, int 
   Breakpoint* found = FindBreakpoint(file, line);
   if (!found) return 0;
   String command = BreakClearCommand(file, line);
-  // Detached, not destroyed: the clear leaves its small record behind.
-  BreakpointList.remove(BreakpointList.indexOf(found));
+  delete BreakpointList.remove(BreakpointList.indexOf(found));
   session.WriteBreakpoints(text(workspace), true);
   return session.SendCommand(command, true);
 }

@@ -67,11 +67,11 @@ void gdbConfigDlg::onOK(int) {
 
 void gdbConfigDlg::onHelp(int) {
   String path(modulePath_);
-  if (path.isEmpty()) report("GdbDlg.cpp", 155);
+  if (path.isEmpty()) report(SOURCE_NAME, 155);
   int slash = path.findReverse('\\');
-  if (slash <= 0) report("GdbDlg.cpp", 161);
+  if (slash <= 0) report(SOURCE_NAME, 161);
   path.truncate(slash + 1);
-  if (path.isEmpty()) report("GdbDlg.cpp", 167);
+  if (path.isEmpty()) report(SOURCE_NAME, 167);
   path += HelpFileName;
 
   HINSTANCE result = ShellExecuteA(getHandle(), "open", path, NULL, NULL, SW_SHOWNORMAL);

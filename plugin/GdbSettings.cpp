@@ -115,7 +115,7 @@ static String baseName(const char* path) {
 
 const char* ProfilePath(const char* name, String& result) {
   if (!Profile::appDataFolder(result))
-    report(__FILE__, __LINE__, "The application data folder is unknown");
+    report(SOURCE_NAME, __LINE__, "The application data folder is unknown");
   result += "Brennick\\Tarn\\";
   Profile::createFolders(result);
   if (name) result += name;
@@ -126,7 +126,7 @@ const char* ProfilePath(const char* name, String& result) {
 
 bool ReadSettings(const char* path) {
   if (!path) {
-    report(__FILE__, __LINE__, "No settings path");
+    report(SOURCE_NAME, __LINE__, "No settings path");
     return false;
   }
   String file;
@@ -144,7 +144,7 @@ bool ReadSettings(const char* path) {
 
 bool WriteSettings(const char* path) {
   if (!path) {
-    report(__FILE__, __LINE__, "No settings path");
+    report(SOURCE_NAME, __LINE__, "No settings path");
     return false;
   }
   String file;

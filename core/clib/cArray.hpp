@@ -126,7 +126,7 @@ class Array {
 
  protected:
   static void fail(int line, const char* text = 0) {
-    report(__FILE__, line, text, REPORT_ASSERT, false);
+    report(SOURCE_NAME, line, text, REPORT_ASSERT, false);
   }
 
   // Adds by zeroed slots; the old block survives a failed allocation.
@@ -202,7 +202,7 @@ template <class T>
 class ListIter {
  public:
   explicit ListIter(const List<T>* list) : list_(list), index_(0) {
-    if (!list_) report(__FILE__, 550);
+    if (!list_) report(SOURCE_NAME, 550);
   }
   T* first() {
     index_ = 0;

@@ -104,6 +104,13 @@ void setLogPath(const char* path) {
 
 const char* logPath() { return logFile; }
 
+const char* sourceBaseName(const char* path) {
+  const char* base = path;
+  for (const char* p = path; *p; ++p)
+    if (*p == '/' || *p == '\\') base = p + 1;
+  return base;
+}
+
 void setMessageHook(MessageHook hook) { messageHook = hook; }
 
 void replaceExtension(char* path, size_t size, const char* ext) {

@@ -18,6 +18,16 @@ enum ReportKind {
 
 typedef void (*MessageHook)(const char* text);
 
+// The source name every report carries: the file's base name ("cString.cpp",
+// "xDialog.cpp", "cString.hpp" for a header's inline code), never the build
+// path, which would leak the build machine's folders into xErrors.log.
+#ifdef __FILE_NAME__
+#define SOURCE_NAME __FILE_NAME__
+#else
+#define SOURCE_NAME sourceBaseName(__FILE__)
+#endif
+const char* sourceBaseName(const char* path);
+
 void report(const char* file, int line, const char* text = 0,
             int kind = REPORT_ASSERT, bool noLog = false);
 void setLogPath(const char* path);

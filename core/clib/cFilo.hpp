@@ -95,7 +95,7 @@ class FIFO {
 
  private:
   static void fail(int line, const char* text = 0) {
-    report(__FILE__, line, text, REPORT_ASSERT, false);
+    report(SOURCE_NAME, line, text, REPORT_ASSERT, false);
   }
 
   FIFO(const FIFO&) = delete;

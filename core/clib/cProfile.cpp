@@ -60,14 +60,14 @@ const char* Profile::path() { return ensurePath(false); }
 
 const char* Profile::ensurePath(bool forWrite) {
   if (path_.isEmpty()) deriveDefaultPath(forWrite);
-  if (path_.isEmpty()) report("cProfile.cpp", 292);
+  if (path_.isEmpty()) report(SOURCE_NAME, 292);
   return path_.text();
 }
 
 void Profile::deriveDefaultPath(bool forWrite) {
   char module[256];
   DWORD n = GetModuleFileNameA(NULL, module, sizeof module);
-  if (n == 0 || n >= 255) report("iGeneral.cpp", 996);
+  if (n == 0 || n >= 255) report(SOURCE_NAME, 996);
   if (n == 0) module[0] = 0;
   module[sizeof module - 1] = 0;
 
@@ -76,7 +76,7 @@ void Profile::deriveDefaultPath(bool forWrite) {
 
   if (forWrite && majorVersion() >= 6) {
     String path;
-    if (!appDataFolder(path)) report("cProfile.cpp", 339);
+    if (!appDataFolder(path)) report(SOURCE_NAME, 339);
     path += "Brennick\\";
     path += base;
     path += "\\";

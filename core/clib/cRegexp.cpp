@@ -9,7 +9,6 @@
 #include "iLocate.hpp"
 #include "iString.hpp"
 
-static const char SOURCE[] = "cRegexp.cpp";
 static const char compileWarning[] = "Warning: The regexp has failed to compile.";
 
 static MessageHook warningHook = 0;
@@ -56,17 +55,9 @@ static const char headExtern[] =
 static const char headMemberBare[] =
     "^[ \t]*[_a-z0-9?&+=*<>]+[ \t]*[:]+[ \t]*[_a-z0-9?&+=*<>~]+[ \t]*[\\(]+.*[^;]+$";
 
-// String's inline operations report under the header's own path (the one
-// the compiler sees, next to this file); a null output String is the same
-// broken precondition as String::length() on a null object.
-static void reportNullString() {
-  const char* slash = strrchr(__FILE__, '/');
-  const char* back = strrchr(__FILE__, '\\');
-  if (!slash || (back && back > slash)) slash = back;
-  String path(__FILE__, slash ? (int)(slash - __FILE__) + 1 : 0);
-  path += "cString.hpp";
-  report(path, 200);
-}
+// A null output String is the same broken precondition as String::length()
+// on a null object, so it reports under that inline operation's name.
+static void reportNullString() { report("cString.hpp", 200); }
 
 // ---------------------------------------------------------------------------
 // Regexp
@@ -114,7 +105,7 @@ bool Regexp::compile(const char* pattern, int ignoreCase) {
   if (status_ == 0) regfree(&re);
   memset(&re, 0, sizeof re);
   if (!pattern) {
-    report(SOURCE, 531);
+    report(SOURCE_NAME, 531);
     pattern_ = "";
     status_ = REG_INVARG;
     re.re_erroffset = (size_t)-1;  // no offset to point at
@@ -158,7 +149,7 @@ bool Regexp::match(const char* text) {
   if (length == 0) length = 1;  // an anchor-only match still yields a character
   if (length < 0) return false;
   if (start < 0) {
-    report(SOURCE, 657);
+    report(SOURCE_NAME, 657);
     return false;
   }
   matched_ = String(text + start, length);  // stops at the terminator

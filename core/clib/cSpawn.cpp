@@ -15,9 +15,14 @@ Stream::Stream(iFile* file)
   buffers_[0] = buffers_[1] = 0;
 }
 
-Stream::~Stream() {
+Stream::~Stream() { release(); }
+
+void Stream::release() {
   free(buffers_[0]);
   free(buffers_[1]);
+  buffers_[0] = buffers_[1] = 0;
+  length_ = 0;
+  unread_ = false;
 }
 
 int Stream::fill() {
@@ -27,7 +32,7 @@ int Stream::fill() {
   char* block = buffers_[current_];
   if (!block) block = buffers_[current_] = (char*)malloc(BUFFER);
   if (!block) {
-    report(__FILE__, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return 0;
   }
   int n = file_->read(block, BLOCK);
@@ -38,7 +43,7 @@ int Stream::fill() {
     *p = ' ';
     fixed = true;
   }
-  if (fixed) report(__FILE__, __LINE__, nullFixup, REPORT_TRACE);
+  if (fixed) report(SOURCE_NAME, __LINE__, nullFixup, REPORT_TRACE);
   length_ = n;
   unread_ = n > 0;
   return n;
@@ -61,18 +66,13 @@ Process::Process(const char* title, unsigned showMode)
 }
 
 Process::~Process() {
-  if (redirectInput_ || redirectError_ || redirectOutput_) {
-    HANDLE read = output_.readHandle();
-    kill(99);
-    // kill leaves the read end open for a reader that may still be inside
-    // ReadFile; at destruction there is none.
-    if (read && !output_.readHandle()) CloseHandle(read);
-  }
+  // The pipes close their ends, the one kill retired included.
+  if (redirectInput_ || redirectError_ || redirectOutput_) kill(99);
 }
 
 bool Process::write(const char* text) {
   if (!text) {
-    report(__FILE__, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return false;
   }
   // No flush: an anonymous pipe buffers nothing on our side, so the bytes
@@ -87,7 +87,7 @@ static bool keepPrivate(HANDLE self, HANDLE& handle) {
   HANDLE copy = 0;
   if (!DuplicateHandle(self, handle, self, &copy, 0, FALSE,
                        DUPLICATE_SAME_ACCESS)) {
-    report(__FILE__, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return false;
   }
   CloseHandle(handle);
@@ -99,7 +99,7 @@ static bool keepPrivate(HANDLE self, HANDLE& handle) {
 // saved for the restore.
 static void swapStd(DWORD kind, HANDLE handle, HANDLE& saved) {
   saved = GetStdHandle(kind);
-  if (!SetStdHandle(kind, handle)) report(__FILE__, __LINE__);
+  if (!SetStdHandle(kind, handle)) report(SOURCE_NAME, __LINE__);
 }
 
 static WORD showCommand(unsigned mode) {
@@ -113,11 +113,11 @@ static WORD showCommand(unsigned mode) {
 
 bool Process::spawn(const char* commandLine) {
   if (!commandLine) {
-    report(__FILE__, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return false;
   }
   if (!isFinished()) {
-    report(__FILE__, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return false;
   }
   stop_ = false;
@@ -138,7 +138,7 @@ bool Process::spawn(const char* commandLine) {
   // The child inherits the process's standard handles, so each redirected
   // one is swapped for a pipe end until the child exists.
   if (redirectOutput_ || redirectError_) {
-    if (!output_.create()) report(__FILE__, __LINE__);
+    if (!output_.create()) report(SOURCE_NAME, __LINE__);
     HANDLE read = output_.readHandle();
     if (read && keepPrivate(self_, read)) output_.setReadHandle(read);
     HANDLE write = output_.writeHandle();
@@ -156,9 +156,9 @@ bool Process::spawn(const char* commandLine) {
   }
   if (redirectInput_) {
     savedIn = GetStdHandle(STD_INPUT_HANDLE);
-    if (!input_.create()) report(__FILE__, __LINE__);
+    if (!input_.create()) report(SOURCE_NAME, __LINE__);
     if (!SetStdHandle(STD_INPUT_HANDLE, input_.readHandle()))
-      report(__FILE__, __LINE__);
+      report(SOURCE_NAME, __LINE__);
     start.hStdInput = input_.readHandle();
     HANDLE write = input_.writeHandle();
     if (write && keepPrivate(self_, write)) input_.setWriteHandle(write);
@@ -216,10 +216,10 @@ bool Process::kill(unsigned code) {
     CloseHandle(info_.hProcess);
     memset(&info_, 0, sizeof info_);
     input_.closeWrite();
-    // Not closed: a reader on another thread may be inside ReadFile on it,
-    // and the handle value could be reused under it. The ended child breaks
-    // the pipe, and later reads find no handle.
-    output_.setReadHandle(0);
+    // Retired, not closed: a reader on another thread may be inside
+    // ReadFile on it. The ended child breaks the pipe, and later reads find
+    // no handle.
+    output_.retireRead();
   }
   exitCode_ = code;
   return ok;
@@ -256,7 +256,7 @@ int Spawn::read(const char*& chunk, bool& done) {
 
 bool Spawn::run(int count, const char* const* arguments, const char* directory) {
   if (count < 1 || !arguments || !arguments[0]) {
-    report(__FILE__, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return false;
   }
   if (!isFinished()) return false;
@@ -288,7 +288,7 @@ bool Spawn::run(int count, const char* const* arguments, const char* directory) 
   if (!ok) {
     scratch_.format("cSpawn: '%s' failed with '%ld' return code.",
                     command_.text(), (long)lastError_);
-    report(__FILE__, __LINE__, scratch_, REPORT_TRACE);
+    report(SOURCE_NAME, __LINE__, scratch_, REPORT_TRACE);
   }
   return ok;
 }
@@ -379,7 +379,7 @@ bool SpawnEx::quoteNetworkDir(String& command) {
 // helper that Windows 9x needed to redirect a shell's output has no place.
 bool SpawnEx::execute(const char* command) {
   if (!command) {
-    report(__FILE__, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return false;
   }
   String text(command);
@@ -402,7 +402,7 @@ static bool writeChunk(const char* chunk, void* file) {
 
 bool SpawnToFile::capture(const char* commandLine, const char* path) {
   if (!commandLine || !path) {
-    report(__FILE__, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return false;
   }
   HANDLE file = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ, 0,
@@ -431,7 +431,7 @@ Semaphore::~Semaphore() {}
 
 void Semaphore::release() {
   if (!held_) {
-    report(__FILE__, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return;
   }
   held_ = false;

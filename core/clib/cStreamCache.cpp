@@ -39,14 +39,14 @@ void StreamCache::append(const char* text, int length, bool final) {
     int capacity = capacity_ ? capacity_ : 4096;
     while (capacity - size_ <= length) {
       if (capacity > INT32_MAX / 2) {
-        report(__FILE__, __LINE__, "StreamCache: text too long");
+        report(SOURCE_NAME, __LINE__, "StreamCache: text too long");
         return;
       }
       capacity *= 2;
     }
     char* block = (char*)realloc(buffer_, capacity);
     if (!block) {
-      report(__FILE__, __LINE__, "StreamCache: out of memory");
+      report(SOURCE_NAME, __LINE__, "StreamCache: out of memory");
       return;
     }
     buffer_ = block;

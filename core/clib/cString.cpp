@@ -13,10 +13,9 @@
 
 #include "iString.hpp"
 
-static const char SOURCE[] = "cString.cpp";
 
 static void fail(int line) {
-  report(SOURCE, line);
+  report(SOURCE_NAME, line);
 }
 
 enum {
@@ -348,7 +347,7 @@ bool String::loadResource(unsigned int id) {
   length_ = 0;
   char text[80];
   snprintf(text, sizeof text, "Unexpected error loading '%d' string resource", (int)id);
-  report(SOURCE, 2239, text, REPORT_TRACE);
+  report(SOURCE_NAME, 2239, text, REPORT_TRACE);
   return false;
 }
 

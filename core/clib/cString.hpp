@@ -47,7 +47,7 @@ class String {
   }
   String& operator+=(const char* text) {
     if (!text) {
-      report(__FILE__, 192);
+      report(SOURCE_NAME, 192);
       return *this;
     }
     append(text);
@@ -60,28 +60,28 @@ class String {
 
   const char* text() const {
     if (isNull(this)) {
-      report(__FILE__, 198);
+      report(SOURCE_NAME, 198);
       return "";
     }
     return buffer_;
   }
   int length() const {
     if (isNull(this)) {
-      report(__FILE__, 200);
+      report(SOURCE_NAME, 200);
       return 0;
     }
     return length_;
   }
   operator const char*() const {
     if (isNull(this)) {
-      report(__FILE__, 207);
+      report(SOURCE_NAME, 207);
       return "";
     }
     return buffer_;
   }
   bool isEmpty() const {
     if (isNull(this)) {
-      report(__FILE__, 208);
+      report(SOURCE_NAME, 208);
       return true;
     }
     return length_ == 0;

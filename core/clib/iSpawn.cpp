@@ -18,7 +18,7 @@ unsigned iPlatformId() {
   return id;
 }
 
-Pipe::Pipe() : closed_(true), read_(0), write_(0), counter_(0), tag_(0) {
+Pipe::Pipe() : closed_(true), read_(0), write_(0), retired_(0), counter_(0), tag_(0) {
   memset(&descriptor_, 0, sizeof descriptor_);
   attributes_.nLength = sizeof attributes_;
   attributes_.lpSecurityDescriptor = 0;
@@ -43,7 +43,7 @@ bool Pipe::create() {
 
 int Pipe::read(char* buffer, int size) {
   if (!buffer) {
-    report(__FILE__, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return 0;
   }
   if (size < 1) return 0;
@@ -62,7 +62,7 @@ int Pipe::read(char* buffer, int size) {
 
 bool Pipe::write(const char* text, int length) {
   if (!text || length < 0) {
-    report(__FILE__, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return false;
   }
   if (!write_) return false;
@@ -87,6 +87,27 @@ bool Pipe::flush() { return write_ && FlushFileBuffers(write_); }
 void Pipe::close() {
   closeRead();
   closeWrite();
+  if (retired_) CloseHandle(retired_);
+  retired_ = 0;
+}
+
+void Pipe::retireRead() {
+  if (!read_) return;
+  if (retired_) CloseHandle(retired_);
+  retired_ = read_;
+  read_ = 0;
+}
+
+void Pipe::take(Pipe& from) {
+  if (&from == this) return;
+  close();
+  read_ = from.read_;
+  write_ = from.write_;
+  retired_ = from.retired_;
+  closed_ = from.closed_;
+  counter_ = from.counter_;
+  from.read_ = from.write_ = from.retired_ = 0;
+  from.closed_ = true;
 }
 
 void Pipe::closeRead() {
@@ -120,7 +141,7 @@ DWORD WINAPI trampoline(LPVOID data) {
 
 bool startThread(ThreadFunction function, void* argument) {
   if (!function) {
-    report(__FILE__, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return false;
   }
   ThreadRecord* record = (ThreadRecord*)calloc(1, sizeof *record);

@@ -5,7 +5,6 @@
 
 #include "xMonitor.hpp"
 
-static const char SOURCE[] = "xApp";
 
 static HINSTANCE resourceModule = 0;
 static xWindowObject* mainWindowObject = 0;
@@ -126,7 +125,7 @@ String xProfile::section(int id) const {
 
 bool xProfile::readEx(xWindowObject* window, const xPoint& defaultSize) {
   if (!window) {
-    report(SOURCE, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return false;
   }
   xLayout scratch;
@@ -148,7 +147,7 @@ bool xProfile::readEx(xWindowObject* window, const xPoint& defaultSize) {
     readInt(name, "CX", p.rect.cx, p.rect.cx);
     readInt(name, "CY", p.rect.cy, p.rect.cy);
   }
-  xTrace(SOURCE, __LINE__,
+  xTrace(SOURCE_NAME, __LINE__,
          "readEx(window): ID = %d  CmdShow = %d  isDefault = %s  x = %d  y = %d  width = %d  "
          "height = %d",
          window->id(), p.state, found ? "false" : "true", p.rect.x, p.rect.y, p.rect.cx,
@@ -168,7 +167,7 @@ bool xProfile::readEx(xWindowObject* window, const xPoint& defaultSize) {
 
 bool xProfile::writeEx(xWindowObject* window) {
   if (!window) {
-    report(SOURCE, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return false;
   }
   xLayout scratch;
@@ -177,7 +176,7 @@ bool xProfile::writeEx(xWindowObject* window) {
   int state = layout->showState();
   xRect r = layout->rect();
   if (isMinimizedState(state)) {
-    xTrace(SOURCE, __LINE__, "writeEx(Minimal)");
+    xTrace(SOURCE_NAME, __LINE__, "writeEx(Minimal)");
     return false;
   }
   xWindowObject* parent = window->parent();
@@ -188,9 +187,9 @@ bool xProfile::writeEx(xWindowObject* window) {
     ScreenToClient(parentHandle, &pt);
     r.x = pt.x;
     r.y = pt.y;
-    xTrace(SOURCE, __LINE__, "writeEx(Point): x = %d  y = %d", r.x, r.y);
+    xTrace(SOURCE_NAME, __LINE__, "writeEx(Point): x = %d  y = %d", r.x, r.y);
   }
-  xTrace(SOURCE, __LINE__,
+  xTrace(SOURCE_NAME, __LINE__,
          "writeEx(window): ID = %d  CmdShow = %d  isDefault = %s  x = %d  y = %d  width = %d  "
          "height = %d",
          window->id(), state, r.isEmpty() ? "true" : "false", r.x, r.y, r.cx, r.cy);

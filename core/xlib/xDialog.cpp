@@ -9,7 +9,6 @@
 #include "cHash.hpp"
 #include "xApp.hpp"
 
-static const char SOURCE[] = "xDialog";
 
 xDialogBase* xDialogBase::placing = 0;
 xDialogBase* xDialogBase::active = 0;
@@ -25,7 +24,7 @@ static void exceptionBox(HWND owner, const char* text) {
 
 xResource::xResource(const char* name, HMODULE module) : id_(0), module_(module) {
   if (!name) {
-    report(SOURCE, __LINE__);
+    report(SOURCE_NAME, __LINE__);
   } else if (IS_INTRESOURCE(name)) {
     id_ = (int)(UINT_PTR)name;  // a number dressed as a name
   } else {
@@ -91,7 +90,7 @@ void xDialogBase::forgetCurrent() {
 
 bool xDialogBase::destroyWindow() {
   if (endCode_ == -1) {
-    report(SOURCE, 377);
+    report(SOURCE_NAME, 377);
     throw Exception();
   }
   if (!isCreated()) return false;
@@ -121,11 +120,11 @@ bool xDialogBase::doModal(bool showIt, int* endCode) {
   xWindowObject* owner = parent_;
   if (!owner) {
     owner = xApplication::mainWindow();
-    if (!owner) report(SOURCE, 546);
+    if (!owner) report(SOURCE_NAME, 546);
   }
   HWND ownerHandle = owner ? owner->getHandle() : 0;
   if (handle_ && !closing_) {
-    report(SOURCE, 552, "Dialog already exists!");
+    report(SOURCE_NAME, 552, "Dialog already exists!");
     exceptionBox(ownerHandle, "Dialog already exists!");
   }
   // From here on the object may be deleted by its final destroy message:
@@ -138,7 +137,7 @@ bool xDialogBase::doModal(bool showIt, int* endCode) {
   bool neverCreated = creating == self;
   if (neverCreated) creating = 0;
   if (result == -1) {
-    report(SOURCE, 561, "Dialog creation failed!");
+    report(SOURCE_NAME, 561, "Dialog creation failed!");
     exceptionBox(ownerHandle, "Dialog creation failed!");
   }
   if (placing == self) placing = 0;
@@ -154,7 +153,7 @@ bool xDialogBase::preTranslate(MSG* msg) {
 
 bool xDialogBase::create() {
   if (modal_) {
-    report(SOURCE, 313);
+    report(SOURCE_NAME, 313);
     return false;
   }
   if (!handle_) {
@@ -163,10 +162,10 @@ bool xDialogBase::create() {
     CreateDialogParamA(template_.module(), template_.templateName(), ownerHandle, dialogProc,
                        (LPARAM)this);
   } else if (!IsWindow(handle_)) {
-    report(SOURCE, 319);
+    report(SOURCE_NAME, 319);
   }
   if (!isCreated()) {
-    report(SOURCE, 338, "xDialog create failed!");
+    report(SOURCE_NAME, 338, "xDialog create failed!");
     exceptionBox(0, "xDialog create failed!");
     return false;
   }
@@ -241,7 +240,7 @@ INT_PTR CALLBACK xDialogBase::dialogProc(HWND hwnd, UINT message, WPARAM wParam,
   if (message == WM_INITDIALOG) {
     xDialogBase* dialog = (xDialogBase*)lParam;
     if (!dialog) {
-      report(SOURCE, 67);
+      report(SOURCE_NAME, 67);
       return FALSE;
     }
     if (creating == dialog) creating = 0;

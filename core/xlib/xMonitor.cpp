@@ -8,7 +8,6 @@
 
 #include "cError.hpp"
 
-static const char SOURCE[] = "xMonitor";
 
 bool xMonitors::trace = false;
 
@@ -39,15 +38,15 @@ void xMonitor::set(int x_, int y_, int cx_, int cy_) {
 }
 
 bool xMonitor::isOnMonitor(const xPoint& pt) const {
-  xTrace(SOURCE, __LINE__, "isOnMonitor(pt): x = %d  y = %d", pt.x, pt.y);
+  xTrace(SOURCE_NAME, __LINE__, "isOnMonitor(pt): x = %d  y = %d", pt.x, pt.y);
   return pt.x >= left && pt.x < right && pt.y >= top && pt.y < bottom;
 }
 
 bool xMonitor::isOnMonitor(const xRect& r) const {
-  xTrace(SOURCE, __LINE__, "isOnMonitor(rect): x = %d  y = %d width = %d  height = %d", r.x,
+  xTrace(SOURCE_NAME, __LINE__, "isOnMonitor(rect): x = %d  y = %d width = %d  height = %d", r.x,
          r.y, r.cx, r.cy);
   bool on = r.x >= left && r.y >= top && r.right() <= right && r.bottom() <= bottom;
-  if (!on) xTrace(SOURCE, __LINE__, "isOnMonitor(rect): Off");
+  if (!on) xTrace(SOURCE_NAME, __LINE__, "isOnMonitor(rect): Off");
   return on;
 }
 
@@ -56,7 +55,7 @@ xMonitors::xMonitors() : screen_{0, 0, 0, 0} {}
 xMonitors::~xMonitors() {}
 
 void xMonitors::add(unsigned int handle, int x, int y, int cx, int cy) {
-  xTrace(SOURCE, __LINE__, "Monitor 0x%X: x1 = %d  y1 = %d  width = %d  height = %d", handle,
+  xTrace(SOURCE_NAME, __LINE__, "Monitor 0x%X: x1 = %d  y1 = %d  width = %d  height = %d", handle,
          x, y, cx, cy);
   list_.add(new xMonitor(handle, x, y, cx, cy));
   screen_ = xRect{0, 0, 0, 0};
@@ -84,9 +83,9 @@ const xRect& xMonitors::screen() {
     if (i == 0 || m->y + m->cy > y2) y2 = m->y + m->cy;
   }
   screen_ = xRect{x1, y1, x2 - x1, y2 - y1};
-  xTrace(SOURCE, __LINE__, "Monitors Screen: x1 = %d  y1 = %d  x2 = %d  y2 = %d", x1, y1, x2,
+  xTrace(SOURCE_NAME, __LINE__, "Monitors Screen: x1 = %d  y1 = %d  x2 = %d  y2 = %d", x1, y1, x2,
          y2);
-  xTrace(SOURCE, __LINE__, "Monitors Screen: x1 = %d  y1 = %d  width = %d  height = %d", x1,
+  xTrace(SOURCE_NAME, __LINE__, "Monitors Screen: x1 = %d  y1 = %d  width = %d  height = %d", x1,
          y1, screen_.cx, screen_.cy);
   return screen_;
 }
@@ -122,7 +121,7 @@ const xMonitor& xMonitors::findNearest(const xPoint& pt) {
       break;
     }
   }
-  xTrace(SOURCE, __LINE__, "findNearest(pt) = 0x%X  x = %d  y = %d", found->handle, found->x,
+  xTrace(SOURCE_NAME, __LINE__, "findNearest(pt) = 0x%X  x = %d  y = %d", found->handle, found->x,
          found->y);
   return *found;
 }
@@ -130,26 +129,26 @@ const xMonitor& xMonitors::findNearest(const xPoint& pt) {
 bool xMonitors::isOnScreen(const xPoint& pt) { return screenMonitor().isOnMonitor(pt); }
 
 void xMonitors::limitToScreen(xPoint& pt) {
-  xTrace(SOURCE, __LINE__, "limitToScreen(pt): x = %d  y = %d", pt.x, pt.y);
+  xTrace(SOURCE_NAME, __LINE__, "limitToScreen(pt): x = %d  y = %d", pt.x, pt.y);
   xMonitor s = screenMonitor();
   if (s.isOnMonitor(pt)) return;
   const xMonitor& n = findNearest(pt);
-  xTrace(SOURCE, __LINE__, "Monitor: x = %d  y = %d", n.x, n.y);
+  xTrace(SOURCE_NAME, __LINE__, "Monitor: x = %d  y = %d", n.x, n.y);
   // The smallest move first: one co-ordinate, then the other, then both.
   int y0 = pt.y;
   pt.y = n.y;
   if (s.isOnMonitor(pt)) return;
-  xTrace(SOURCE, __LINE__, "Off Monitor (1): x = %d  y = %d", pt.x, pt.y);
+  xTrace(SOURCE_NAME, __LINE__, "Off Monitor (1): x = %d  y = %d", pt.x, pt.y);
   pt.y = y0;
   pt.x = n.x;
   if (s.isOnMonitor(pt)) return;
-  xTrace(SOURCE, __LINE__, "Off Monitor (2): x = %d  y = %d", pt.x, pt.y);
+  xTrace(SOURCE_NAME, __LINE__, "Off Monitor (2): x = %d  y = %d", pt.x, pt.y);
   pt.x = n.x;
   pt.y = n.y;
 }
 
 void xMonitors::limitToScreen(xRect& r) {
-  xTrace(SOURCE, __LINE__, "limitToScreen(rect): x1 = %d  y1 = %d  x2 = %d  y2 = %d", r.x, r.y,
+  xTrace(SOURCE_NAME, __LINE__, "limitToScreen(rect): x1 = %d  y1 = %d  x2 = %d  y2 = %d", r.x, r.y,
          r.right(), r.bottom());
   xMonitor s = screenMonitor();
   const xPoint p = {r.x, r.y};
@@ -160,7 +159,7 @@ void xMonitors::limitToScreen(xRect& r) {
     r.cy += n.y - r.y;
     r.x = n.x;
     r.y = n.y;
-    xTrace(SOURCE, __LINE__, "Off Monitor: x = %d  y = %d  cx = %d  cy = %d", r.x, r.y, r.cx,
+    xTrace(SOURCE_NAME, __LINE__, "Off Monitor: x = %d  y = %d  cx = %d  cy = %d", r.x, r.y, r.cx,
            r.cy);
   }
   int x2 = r.right();
@@ -171,27 +170,27 @@ void xMonitors::limitToScreen(xRect& r) {
   // placements were made with, so it stays.
   if (!s.isOnMonitor(xPoint{x2, p.y})) {
     r.cx = m.cx - p.x;
-    xTrace(SOURCE, __LINE__, "Off Monitor (x): x = %d  cx = %d", r.x, r.cx);
+    xTrace(SOURCE_NAME, __LINE__, "Off Monitor (x): x = %d  cx = %d", r.x, r.cx);
   }
   if (!s.isOnMonitor(xPoint{p.x, y2})) {
     r.cy = m.cy - p.y;
-    xTrace(SOURCE, __LINE__, "Off Monitor (y) : y = %d  cy = %d", r.y, r.cy);
+    xTrace(SOURCE_NAME, __LINE__, "Off Monitor (y) : y = %d  cy = %d", r.y, r.cy);
   }
 }
 
 void xMonitors::centerToScreen(xRect& r, const xMonitor& m) {
-  xTrace(SOURCE, __LINE__, "centerToScreen(rect): x = %d  y = %d  cx = %d  cy = %d", r.x, r.y,
+  xTrace(SOURCE_NAME, __LINE__, "centerToScreen(rect): x = %d  y = %d  cx = %d  cy = %d", r.x, r.y,
          r.cx, r.cy);
   r.x = m.cx / 2 - minInt(m.cx, r.cx) / 2 + m.x;
   r.y = m.cy / 2 - minInt(m.cy, r.cy) / 2 + m.y;
-  xTrace(SOURCE, __LINE__, "centerToScreen(result): x = %d  y = %d  cx = %d  cy = %d", r.x, r.y,
+  xTrace(SOURCE_NAME, __LINE__, "centerToScreen(result): x = %d  y = %d  cx = %d  cy = %d", r.x, r.y,
          r.cx, r.cy);
 }
 
 bool xMonitors::limitToMonitor(xRect& r, const xMonitor& m) {
-  xTrace(SOURCE, __LINE__, "limitToMonitor (screen):  x = %d  y = %d  cx = %d  cy = %d", m.x,
+  xTrace(SOURCE_NAME, __LINE__, "limitToMonitor (screen):  x = %d  y = %d  cx = %d  cy = %d", m.x,
          m.y, m.cx, m.cy);
-  xTrace(SOURCE, __LINE__, "limitToMonitor (window):  x = %d  y = %d  cx = %d  cy = %d", r.x,
+  xTrace(SOURCE_NAME, __LINE__, "limitToMonitor (window):  x = %d  y = %d  cx = %d  cy = %d", r.x,
          r.y, r.cx, r.cy);
   if (r.isEmpty() || m.isOnMonitor(r)) return false;
   int right = m.x + m.cx;
@@ -205,12 +204,12 @@ bool xMonitors::limitToMonitor(xRect& r, const xMonitor& m) {
 }
 
 void xMonitors::centerOver(xRect& dialog, const xRect& parent) {
-  xTrace("xDialog", __LINE__, "Parent: x = %d  y = %d  width = %d  height = %d", parent.x,
+  xTrace(SOURCE_NAME, __LINE__, "Parent: x = %d  y = %d  width = %d  height = %d", parent.x,
          parent.y, parent.cx, parent.cy);
   dialog.x = parent.x + (parent.cx - dialog.cx) / 2;
   dialog.y = parent.y + (parent.cy - dialog.cy) / 2;
   limitToMonitor(dialog, findNearest(referencePoint(parent, 0)));
-  xTrace("xDialog", __LINE__, "Dialog: x = %d  y = %d  width = %d  height = %d", dialog.x,
+  xTrace(SOURCE_NAME, __LINE__, "Dialog: x = %d  y = %d  width = %d  height = %d", dialog.x,
          dialog.y, dialog.cx, dialog.cy);
 }
 
@@ -225,24 +224,24 @@ void fitReadPlacement(xPlacement& p, const xPoint& defaultSize, const xPoint* pa
   if (!r.isEmpty() && defaultSize.x != 0 && defaultSize.y != 0) {
     r.cx = maxInt(r.cx, defaultSize.x);
     r.cy = maxInt(r.cy, defaultSize.y);
-    xTrace("xApp", __LINE__, "readEx(defaultSize): width = %d  height = %d", r.cx, r.cy);
+    xTrace(SOURCE_NAME, __LINE__, "readEx(defaultSize): width = %d  height = %d", r.cx, r.cy);
   }
   if (parentOrigin) {
     r.x += parentOrigin->x;
     r.y += parentOrigin->y;
-    xTrace("xApp", __LINE__, "readEx(Screen): x = %d  y = %d", r.x, r.y);
+    xTrace(SOURCE_NAME, __LINE__, "readEx(Screen): x = %d  y = %d", r.x, r.y);
   }
   if (!r.isEmpty() && p.state != XSHOW_MAXIMIZED) {
     if (frame) {
       monitors.limitToScreen(r);
-      xTrace("xApp", __LINE__, "readEx(Frame): x = %d  y = %d  width = %d  height = %d", r.x,
+      xTrace(SOURCE_NAME, __LINE__, "readEx(Frame): x = %d  y = %d  width = %d  height = %d", r.x,
              r.y, r.cx, r.cy);
     } else {
       xPoint pt = {r.x, r.y};
       monitors.limitToScreen(pt);
       r.x = pt.x;
       r.y = pt.y;
-      xTrace("xApp", __LINE__, "readEx(Dialog): x = %d  y = %d", r.x, r.y);
+      xTrace(SOURCE_NAME, __LINE__, "readEx(Dialog): x = %d  y = %d", r.x, r.y);
     }
   }
   // A window never comes back minimised.

@@ -6,7 +6,6 @@
 #include "xMonitor.hpp"
 #include "xWinobj.hpp"
 
-static const char SOURCE[] = "xMonitor";
 
 typedef HMONITOR(WINAPI* FromWindowFn)(HWND, DWORD);
 typedef HMONITOR(WINAPI* FromRectFn)(LPCRECT, DWORD);
@@ -95,25 +94,25 @@ static void windowRect(xWindowObject* window, xRect& r, int& state) {
 
 const xMonitor& xMonitors::findNearest(xWindowObject* window) {
   if (!window || !window->isCreated()) {
-    report(SOURCE, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return first();
   }
   xRect r;
   int state;
   windowRect(window, r, state);
   xPoint pt = referencePoint(r, state);
-  xTrace(SOURCE, __LINE__, "findNearest(window)  x = %d  y = %d", pt.x, pt.y);
+  xTrace(SOURCE_NAME, __LINE__, "findNearest(window)  x = %d  y = %d", pt.x, pt.y);
   const xMonitor& m = findNearest(pt);
-  xTrace(SOURCE, __LINE__, "findNearest(window) = 0x%X  x = %d  y = %d", m.handle, m.x, m.y);
+  xTrace(SOURCE_NAME, __LINE__, "findNearest(window) = 0x%X  x = %d  y = %d", m.handle, m.x, m.y);
   return m;
 }
 
 void xMonitors::centerToMonitor(xWindowObject* window, const xMonitor& m) {
   if (!window || !window->isCreated()) {
-    report(SOURCE, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return;
   }
-  xTrace(SOURCE, __LINE__, "centerToMonitor(window)");
+  xTrace(SOURCE_NAME, __LINE__, "centerToMonitor(window)");
   xRect r;
   int state;
   windowRect(window, r, state);
@@ -133,7 +132,7 @@ void xMonitors::limitToMonitor(xWindowObject* window, const xMonitor& m) {
 
 void xMonitors::limitToParentScreen(xWindowObject* parent, xWindowObject* dialog) {
   if (!parent || !dialog || !parent->isCreated() || !dialog->isCreated()) return;
-  xTrace(SOURCE, __LINE__, "limitToParentScreen: Parent = 0x%X  Dialog = 0x%X",
+  xTrace(SOURCE_NAME, __LINE__, "limitToParentScreen: Parent = 0x%X  Dialog = 0x%X",
          (unsigned int)(UINT_PTR)parent->getHandle(), (unsigned int)(UINT_PTR)dialog->getHandle());
   const xMonitor& own = findNearest(parent);
   const xMonitor& other = findNearest(dialog);
@@ -142,7 +141,7 @@ void xMonitors::limitToParentScreen(xWindowObject* parent, xWindowObject* dialog
 
 void xMonitors::centerOnOwnMonitor(xWindowObject* window) {
   if (!window || !window->isCreated()) {
-    report(SOURCE, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return;
   }
   if (count() == 0) fill();

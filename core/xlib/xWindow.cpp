@@ -4,14 +4,13 @@
 
 #include "xApp.hpp"
 
-static const char SOURCE[] = "xWindow";
 static const char CLASS_NAME[] = "xWindow";
 
 xWindow::xWindow(HWND foreign) { handle_ = foreign; }
 
 void xWindow::wrap(HWND foreign) {
   if (handle_ && fromHandle(handle_) == this) {
-    report(SOURCE, __LINE__);  // our own window would be lost
+    report(SOURCE_NAME, __LINE__);  // our own window would be lost
     return;
   }
   handle_ = foreign;
@@ -33,21 +32,21 @@ bool xWindow::registerClass() {
   wc.hbrBackground = (HBRUSH)(COLOR_WINDOW + 1);
   wc.lpszClassName = CLASS_NAME;
   registered = RegisterClassA(&wc) != 0;
-  if (!registered) report(SOURCE, __LINE__);
+  if (!registered) report(SOURCE_NAME, __LINE__);
   return registered;
 }
 
 bool xWindow::create(xWindowObject* parent, const char* title, DWORD style, const xRect& rect,
                      DWORD exStyle) {
   if (isCreated()) {
-    report(SOURCE, __LINE__, "Window already exists!");
+    report(SOURCE_NAME, __LINE__, "Window already exists!");
     return false;
   }
   if (!registerClass()) return false;
   HWND owner = 0;
   if (style & WS_CHILD) {
     if (!parent || !parent->isCreated()) {
-      report(SOURCE, __LINE__);
+      report(SOURCE_NAME, __LINE__);
       return false;
     }
     popup_ = false;

@@ -7,7 +7,6 @@
 
 #include "cHash.hpp"
 
-static const char SOURCE[] = "xWinobj";
 
 // One cell per attached handle; the table owns the cells, not the objects.
 struct HandleCell {
@@ -118,7 +117,7 @@ xWindowObject::~xWindowObject() {
 
 void xWindowObject::attach(HWND hwnd, xWindowObject* object) {
   if (!hwnd || !object) {
-    report(SOURCE, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return;
   }
   if (findCell(hwnd)) return;
@@ -153,7 +152,7 @@ int xWindowObject::tableCount() { return handleTable().count(); }
 
 void xWindowObject::addChild(xWindowObject* child, int index) {
   if (!child || child == this) {
-    report(SOURCE, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return;
   }
   if (children_.indexOf(child) >= 0) return;
@@ -171,7 +170,7 @@ bool xWindowObject::destroyWindow() {
 
 void xWindowObject::removeChild(xWindowObject* child) {
   if (!child) {
-    report(SOURCE, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return;
   }
   int at = children_.indexOf(child);
@@ -241,7 +240,7 @@ int xWindowObject::getTextLength() const {
 
 void xWindowObject::setText(const char* text) {
   if (!text) {
-    report(SOURCE, 800);
+    report(SOURCE_NAME, 800);
     return;
   }
   text_.assign(text);
@@ -258,7 +257,7 @@ bool xWindowObject::move(const xRect& rect) {
 
 void xWindowObject::setParent(xWindowObject* parent, int index) {
   if (parent == this) {
-    report(SOURCE, __LINE__);
+    report(SOURCE_NAME, __LINE__);
     return;
   }
   // A popup's parent is its owner: recorded, no child list.
@@ -270,7 +269,7 @@ void xWindowObject::setParent(xWindowObject* parent, int index) {
   if (parent) parent->addChild(this, index);
   if (!isCreated()) return;
   if (!parent || !parent->isCreated()) {
-    report(SOURCE, 727);
+    report(SOURCE_NAME, 727);
     return;
   }
   ::SetParent(handle_, parent->handle_);
