@@ -44,21 +44,23 @@ for _, k in ipairs({ { 'C:/Work/Lib/Util.lua', full }, { 'util.lua', full }, { '
   end
 end
 
--- The agent from the plug-in's resource, named =debugger: an error stops
--- in it, with the stack of SorbLua.exe (no handler of its own between).
+-- An uncaught error stops on the line that raised it, in the failing frame;
+-- SorbLua.exe's handler and error() leave no frame in the stack shown.
 cases[#cases + 1] = { name = 'unhandled error', prog = 'boom.lua', code = 1,
-  input = { 'run', 'trace', 'set 3', '=a, b', 'run' },
-  expect = T(P .. 'half 0.5', 'Paused at file: =debugger (N) (4)', 'Message: boom.lua:3: division by zero',
-             P .. '[1]***\tLua in debugger:N', '[2]\terror in [C]:-1', '[3]\tdivide in boom.lua:3',
-             '[4]\tmain in boom.lua:7', P .. 'Level: 3', P .. '1\t0\t', P .. 'boom.lua:3: division by zero',
+  input = { 'run', 'trace', '=a, b', 'set 2', 'trace', 'run' },
+  expect = T(P .. 'half 0.5', 'Error in application file: boom.lua (3)', 'Message: boom.lua:3: division by zero',
+             P .. '[1]***\tdivide in boom.lua:3', '[2]\tmain in boom.lua:7', P .. '1\t0\t', P .. 'Level: 2',
+             P .. '[1]\tdivide in boom.lua:3', '[2]***\tmain in boom.lua:7', P .. 'boom.lua:3: division by zero',
              'stack traceback:', "\t[C]: in function 'error'", "\tboom.lua:3: in function 'divide'",
              '\tboom.lua:7: in main chunk', 'Unhandled Lua Exception') }
-cases[#cases + 1] = { name = 'a failed assert opens a session', prog = 'asserts.lua', code = 0,
-  input = { 'exit', 'trace', 'step', 'run' },
-  expect = T(P .. banner[1], banner[2], banner[3], banner[4], banner[5],
-             P .. '[1]\tLua in debugger:N', '[2]\tassert in [C]:-1', '[3]\tLua in asserts.lua:4',
+-- The agent from the plug-in's resource, named =debugger: a failed assert
+-- under a handler that calls debug.traceback stops in it.
+cases[#cases + 1] = { name = 'a failed assert stops', prog = 'asserts.lua', code = 0,
+  input = { 'run', 'trace', 'run' },
+  expect = T(P .. 'Paused at file: =debugger (N) (6)', 'Message: asserts.lua:4: too small',
+             P .. '[1]***\tLua in debugger:N', '[2]\tassert in [C]:-1', '[3]\tLua in asserts.lua:4',
              '[4]\t in (tail call):-1', '[5]\txpcall in [C]:-1', '[6]\tmain in asserts.lua:7',
-             P .. stop('asserts.lua', 8, 0), 'Message: asserts.lua:4: too small', P .. 'caught false', ENDED) }
+             P .. 'caught false', ENDED) }
 
 -- Run side by side; the agent's own line numbers change with it.
 local jobs, failures = {}, {}
