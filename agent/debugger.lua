@@ -35,7 +35,9 @@ local WEB_ADDRESS = 'http://www.brennick.example/tarn/'
 
 local cocreate, cowrap   = coroutine.create, coroutine.wrap
 local coresume, coyield  = coroutine.resume, coroutine.yield
-local corunning          = coroutine.running
+local corunning, costatus = coroutine.running, coroutine.status
+local huge               = math.huge
+
 local former_traceback   = debug.traceback
 local getinfo, getlocal, setlocal = debug.getinfo, debug.getlocal, debug.setlocal
 local getupvalue, setupvalue      = debug.getupvalue, debug.setupvalue
@@ -98,17 +100,27 @@ local AGENT_SOURCE = getinfo(1, 'S').source
 local stop_here    = {}
 
 -- Run mode (fast): while only a breakpoint can stop the program (no step,
--- watch or tracing), a line event whose number is not in `special` has no
--- effect but setting the trace level, and the hook returns at once. `special`
--- marks the lines that have breakpoints (BREAK_LINE) and those of the agent
--- functions the program can call (agent_lines, whose events are skipped); in
--- any other mode it answers true for every line. update_mode keeps these right.
+-- watch or tracing), each thread runs the run hook with the mask "lr": a line
+-- event whose number is not in `special` (the lines with breakpoints) returns
+-- at once, and levels are not counted but taken from the real stack depth at
+-- each stop. In any other mode `special` answers true for every line, which
+-- sends a thread still on the run hook to the full hook ("crl", counting
+-- levels) at its next line event. update_mode keeps these right.
 local BREAK_LINE  = 1
 local fast        = false
 local watching    = false   -- a watch expression that compiled exists
-local agent_lines = {}
 local ALL         = setmetatable({}, { __index = function() return true end })
 local special     = ALL
+
+-- over/out: each thread's step level says where it stops (record.set_step):
+-- the thread the command was given in at or below its level, the threads
+-- that resumed it (back from the resume) at once, others and new ones never.
+-- step_funcs holds the functions of the frames at or below the step level,
+-- whose lines check the real depth (an error caught by pcall unwinds frames
+-- without return events).
+local NEVER      = -1
+local step_funcs = setmetatable({}, weak_keys)
+
 
 -- Per function: [line] = false when none of the breakpoints on that line
 -- number is in the function's file (run mode; new when breakpoints change).
@@ -383,9 +395,17 @@ local function thread_prefix()
   return ''
 end
 
-local function normalise_file(source)
+-- A chunk loaded from a string without a name has its code as its source:
+-- it goes by its short name ([string "..."]), as in Lua's own messages, so
+-- that a position line stays one line and the code is never copied.
+local function normalise_file(source, short_src)
   local file = source or '?'
-  if ssub(file, 1, 1) == '@' then file = ssub(file, 2) end
+  local c = ssub(file, 1, 1)
+  if c == '@' then
+    file = ssub(file, 2)
+  elseif c ~= '=' and short_src then
+    file = short_src
+  end
   if IsWindows then file = slower(file) end
   return file
 end
@@ -397,8 +417,9 @@ local agent_fn = setmetatable({}, weak_keys)
 local function func_file(func)
   local file = file_of[func]
   if not file then
-    local source = getinfo(func, 'S').source
-    file = normalise_file(source)
+    local ar = getinfo(func, 'S')
+    local source = ar.source
+    file = normalise_file(source, ar.short_src)
     file_of[func] = file
     if source == AGENT_SOURCE then agent_fn[func] = true end
   end
@@ -451,7 +472,7 @@ local function capture_vars(ref, level, line)
 
   if func then setmetatable(vars, context_meta(known, env)) end
 
-  return vars, normalise_file(ar.source), line or ar.currentline
+  return vars, normalise_file(ar.source, ar.short_src), line or ar.currentline
 end
 
 -- Writes the locals and upvalues of a context back into its stack level
@@ -600,24 +621,28 @@ end
 
 -- 'sloppy' file names: a key matches the whole name or any tail of it that
 -- follows a ':' or '/' (not a backslash), with or without the extension. The
--- names to try depend on the file alone and are kept per file.
-local names_of, names_count = {}, 0
+-- names to try depend on the file alone and are kept per file, in a cache
+-- bounded by the bytes of its names.
+local NAMES_BYTES = 256 * 1024
+local names_of, names_bytes = {}, 0
 local function key_names(file)
   local names = names_of[file]
   if names then return names end
   names = {}
+  local bytes = 0
   local function add(name)
     if IsWindows then name = slower(name) end
     while name do
       names[#names + 1] = name
+      bytes = bytes + #name
       name = smatch(name, '^[^:/]*[:/](.*)$')
     end
   end
   add(file)
   local noext = sgsub(file, '%..*$', '', 1)
   if noext ~= file then add(noext) end
-  if names_count >= 500 then names_of, names_count = {}, 0 end   -- many loadstring chunks
-  names_of[file], names_count = names, names_count + 1
+  if names_bytes + bytes > NAMES_BYTES then names_of, names_bytes = {}, 0 end
+  names_of[file], names_bytes = names, names_bytes + bytes
   return names
 end
 
@@ -631,21 +656,21 @@ local function has_breakpoint(file, line)
   return false
 end
 
--- the break_hits entry of a function (an agent function gets none: its line
--- events take the full path)
+-- the break_hits entry of a function (no breakpoint is ever hit in the
+-- agent's own functions)
 local function func_hits(func)
   local hits = {}
   if func then
     local file = func_file(func)
-    if not agent_fn[func] then
-      for line in pairs(breakpoints) do
-        if not has_breakpoint(file, line) then hits[line] = false end
-      end
+    local agent = agent_fn[func]
+    for line in pairs(breakpoints) do
+      if agent or not has_breakpoint(file, line) then hits[line] = false end
     end
     break_hits[func] = hits
   end
   return hits
 end
+
 
 --}}}
 --{{{ tracing
@@ -659,7 +684,38 @@ end
 --}}}
 --{{{ the command loop
 
+-- over (n = 0) and out n: the step level of every thread (see NEVER)
+local step_target
+local function aim_step(n)
+  local here = threads[current_thread]
+  step_target = here and here.stack() - n or 0
+  if step_target < 0 then step_target = 0 end   -- at the outermost level: as step
+  for th, rec in pairs(threads) do
+    if rec == here then
+      rec.set_step(step_target)
+    elseif current_thread ~= 'main' and (th == 'main' or costatus(th) == 'normal') then
+      rec.set_step(huge)   -- resumed this thread: stop once back from resume
+    else
+      rec.set_step(NEVER)
+    end
+  end
+end
+
+-- step_funcs for the thread stopped at level ref (from the caller), which is
+-- at stack level s, stepping to level t
+local function aim_funcs(ref, s, t)
+  step_funcs = setmetatable({}, weak_keys)
+  local l = ref + 1 + (s > t and s - t or 0)
+  while true do
+    local ar = getinfo(l, 'f')
+    if not ar then break end
+    if ar.func then step_funcs[ar.func] = true end
+    l = l + 1
+  end
+end
+
 local function report(ev, vars, file, line, idx_watch)
+
   vars = vars or {}
   file = file or '?'
   line = line or 0
@@ -814,16 +870,14 @@ local function debugger_loop()
       step_into  = false
       step_over  = true
       step_lines = tonumber((getargs('S'))) or 1
-      local th = threads[current_thread]
-      th.set_step(th.stack())
+      aim_step(0)
       resume_program('cont')
 
     elseif command == 'out' then
       step_into  = false
       step_over  = true
       step_lines = 1
-      local th = threads[current_thread]
-      th.set_step(th.stack() - (tonumber((getargs('S'))) or 1))
+      aim_step(tonumber((getargs('S'))) or 1)
       resume_program('cont')
 
     elseif command == 'goto' then
@@ -992,6 +1046,11 @@ local function drive(ref, ev, vars, file, line, idx)
     end
     if nxt == 'cont' then
       update_mode()
+      local rec = threads[current_thread]
+      if rec then
+        if step_over then aim_funcs(ref, rec.stack(), step_target) end
+        rec.install()
+      end
       return true
     elseif nxt == 'stop' then
       started = false
@@ -1018,8 +1077,8 @@ end
 --{{{ code that runs in the program's threads
 -- Everything from here to the end of traceback can run in the debugged
 -- program's threads (called by the program, or through the context tables).
--- Line events in these functions are skipped; in run mode the hook tells them
--- by their line numbers, listed in agent_lines at the end.
+-- Line events in these functions are skipped (none of them stops in run mode).
+
 
 function out(...)
   fwrite(stdout, tconcat({...}))  -- one write: the reader sees whole lines
@@ -1106,8 +1165,8 @@ function update_mode()
     for l, files in pairs(breakpoints) do
       if next(files) then s[l] = BREAK_LINE end
     end
-    for l in pairs(agent_lines) do s[l] = true end
     special = s
+
   else
     special = ALL
   end
@@ -1116,23 +1175,83 @@ end
 --}}}
 --{{{ the hook
 
--- The hook of one thread ('main' or a coroutine) and that thread's levels:
--- the returned record has the hook and access to the levels.
+-- Number of frames from level l (counted from the caller) to the bottom of
+-- the running thread's stack; lost tail calls count, as getinfo counts them.
+local function stack_depth(l)
+  l = l + 1
+  if not getinfo(l, '') then return 0 end
+  local lo, hi = l, l + 1
+  while getinfo(hi, '') do lo, hi = hi, hi * 2 end
+  while hi - lo > 1 do
+    local mid = lo + (hi - lo - (hi - lo) % 2) / 2
+    if getinfo(mid, '') then lo = mid else hi = mid end
+  end
+  return lo - l + 1
+end
+
+-- Watch expressions run in watch_env, which looks each name up when it is
+-- read, in the function of the line event (watch_target), as its context
+-- would: locals, then upvalues, then its environment. Far cheaper per line
+-- than building the context. Frames from __index: the watch chunk, pcall,
+-- full_event, the hook, the function of the event.
+local watch_chunk, watch_target
+local function watch_lookup(_, k)
+  local c = 2
+  while true do
+    local ar = getinfo(c, 'f')
+    if not ar then return nil end
+    if ar.func == watch_chunk then break end
+    c = c + 1
+  end
+  local lvl, found, value = c + 4, false, nil
+  local i = 1
+  while true do
+    local name, v = getlocal(lvl, i)
+    if not name then break end
+    if name == k then found, value = true, v end
+    i = i + 1
+  end
+  if found then return value end
+  i = 1
+  while true do
+    local name, v = getupvalue(watch_target, i)
+    if not name then break end
+    if name == k then return v end
+    i = i + 1
+  end
+  if k == '__GLOBALS__' then return getfenv(0) end
+  local env = getfenv(watch_target)
+  if k == '__ENVIRONMENT__' then return env end
+  return env[k]
+end
+local watch_env = setmetatable({}, {
+  __index = watch_lookup,
+  __newindex = function(_, k, v) getfenv(watch_target)[k] = v end,
+})
+
+-- The hooks of one thread ('main' or a coroutine) and that thread's levels:
+-- the returned record installs them and gives access to the levels. A level
+-- is the depth of a frame less the thread's base (main: the depth of the
+-- caller of start or pause; a coroutine: 1, its body's frame and the tail
+-- call into the function).
 local function new_thread(th)
-  local stack, trace, step = 0, 0, 0
-  -- The run-mode path leaves the stack level of a line event here, for the
-  -- next event to store as the trace level: so it is set only when the last
-  -- event was such a line event. Output can only be written by C functions,
-  -- and each runs between a call event and a return event, so at a call or
-  -- return event right after a line event there is nothing to flush.
-  local mark
+  local stack, trace, step, base = 0, 0, NEVER, th == 'main' and 0 or 1
+  local mode    -- 'run' or 'full': the hook this thread runs
+  local run_hook, full_hook
+
+  -- levels from the real depth of the frame at level l (from the caller)
+  local function sync(l)
+    local s = stack_depth(l + 1) - base
+    if s < 0 then base, s = base + s, 0 end
+    stack, trace = s, s
+  end
 
   -- levels: 1 trace_event, 2 full_event, level + 1 the function of the event
   local function trace_event(event, line, level)
     if event == 'return' and trace_returns then
       local ar = getinfo(level + 1, 'Sln')
       if ar then
-        ret_file, ret_line, ret_name = normalise_file(ar.source), ar.currentline, ar.name
+        ret_file, ret_line, ret_name = normalise_file(ar.source, ar.short_src), ar.currentline, ar.name
       end
     end
     if event ~= 'line' then return end
@@ -1140,7 +1259,7 @@ local function new_thread(th)
     if trace_calls and slevel > tlevel then
       local caller = getinfo(level + 2, 'Sl')
       local called = getinfo(level + 1, 'n')
-      trace_entry('c', slevel - 1, caller and normalise_file(caller.source),
+      trace_entry('c', slevel - 1, caller and normalise_file(caller.source, caller.short_src),
                   caller and caller.currentline, called and called.name)
     end
     if trace_returns and slevel < tlevel then
@@ -1148,20 +1267,28 @@ local function new_thread(th)
     end
     if trace_lines then
       local ar = getinfo(level + 1, 'Sn')
-      trace_entry('l', slevel, ar and normalise_file(ar.source), line, ar and ar.name)
+      trace_entry('l', slevel, ar and normalise_file(ar.source, ar.short_src), line, ar and ar.name)
     end
     trace = slevel
   end
 
-  -- every event that the run-mode paths of the hook do not settle
+  -- every event of the full hook but its calls and returns, and the line
+  -- events of the run hook that may stop
   local function full_event(event, line)
     local level = 3   -- 1 full_event, 2 the hook, 3 the function of the event
-    if mark then trace, mark = mark, nil end
     if not started then
       sethook()
+      mode = nil
       return
     end
     current_thread = th
+    if fast then
+      if mode == 'full' then mode = 'run' sethook(run_hook, 'lr') end
+    elseif mode ~= 'full' then
+      sync(level)   -- nothing was counted in run mode
+      mode = 'full'
+      sethook(full_hook, 'crl')
+    end
     fflush(stdout)
     if event == 'call' or event == 'return' then
       trace_event(event, line, level)
@@ -1173,7 +1300,9 @@ local function new_thread(th)
       return
     end
 
-    -- line events, and deliberately also 'tail return'
+    -- line events, and deliberately also 'tail return', which also ends the
+    -- level of a lost tail call
+    if event == 'tail return' and stack > 0 then stack = stack - 1 end
     local func = getinfo(level, 'f').func
     local file, ln = nil, line
     if not ln then ln = getinfo(level, 'l').currentline end
@@ -1181,16 +1310,22 @@ local function new_thread(th)
       file = func_file(func)
       if agent_fn[func] and stop_here[func] ~= ln then return end
     else
-      file = normalise_file(getinfo(level, 'S').source)   -- a lost tail call
+      local ar = getinfo(level, 'S')
+      file = normalise_file(ar.source, ar.short_src)   -- a lost tail call
     end
-    trace_event(event, line, level)
+    if trace_calls or trace_returns or trace_lines then
+      trace_event(event, line, level)
+    else
+      trace = stack
+    end
 
-    local vars, ev, idx
+    local ev, idx
     if watching then
-      vars, file, ln = capture_vars(level, 1, line)
+      watch_target = func
       for i, w in pairs(watches) do
         if w.func then
-          setfenv(w.func, vars)
+          watch_chunk = w.func
+          setfenv(w.func, watch_env)
           local ok, res = pcall(w.func)
           if ok and res then
             ev, idx = events.WATCH, i
@@ -1198,77 +1333,81 @@ local function new_thread(th)
           end
         end
       end
+      watch_chunk, watch_target = nil, nil
     end
-    if not ev and (step_into or (step_over and (stack <= step or stack == 0))) then
+    if not ev and step_over and stack > step and step_funcs[func] then
+      sync(level)   -- recursion, or frames lost to an error
+    end
+    if not ev and (step_into or (step_over and stack <= step)) then
       step_lines = step_lines - 1
       if step_lines < 1 then ev = events.STEP end
     end
     if not ev and has_breakpoint(file, ln) then ev = events.BREAK end
     if not ev then return end
 
-    if not vars then vars, file, ln = capture_vars(level, 1, line) end
+    sync(level)
+    local vars
+    vars, file, ln = capture_vars(level, 1, line)
     tracestack(level)
     drive(level + 1, ev, vars, file, ln, idx or 0)
+    if event == 'tail return' and stack > 0 then stack = stack - 1 end
   end
 
-  local function hook(event, line)
-    if line then
-      local s = special[line]
-      if not s then
-        mark = stack
-        return
-      elseif s == BREAK_LINE then
-        -- a line number with breakpoints (maybe in other files) in run mode
-        local func = getinfo(2, 'f').func
-        local hits = break_hits[func]
-        if not hits then hits = func_hits(func) end
-        if hits[line] == false then
-          mark = stack
-          return
-        end
-      end
-    else
-      local m = mark
-      if m then
-        -- right after a run-mode line event: still run mode, nothing to flush
-        trace = m
-        mark = nil
-        if event == 'call' then
-          stack = stack + 1
-          return
-        elseif event == 'return' then
-          local s = stack
-          if s > 0 then stack = s - 1 end
-          return
-        end
-      elseif fast then
-        fflush(stdout)
-        if event == 'call' then
-          stack = stack + 1
-          return
-        elseif event == 'return' then
-          local s = stack
-          if s > 0 then stack = s - 1 end
-          return
-        elseif not breakpoints[getinfo(2, 'l').currentline] then
-          return   -- a tail return, on a line without breakpoints
-        end
-      end
+  function run_hook(event, line)
+    local ln = line
+    if not ln then
+      if event ~= 'tail return' then return end
+      ln = getinfo(2, 'l').currentline
+    end
+    local s = special[ln]
+    if not s then return end
+    if s == BREAK_LINE then
+      -- a line number with breakpoints, maybe all in other files
+      local func = getinfo(2, 'f').func
+      local hits = break_hits[func]
+      if not hits then hits = func_hits(func) end
+      if hits[ln] == false then return end
     end
     full_event(event, line)
   end
 
-  local rec = { hook = hook }
+  function full_hook(event, line)
+    if line or event == 'tail return' or fast or not started then
+      full_event(event, line)
+      return
+    end
+    current_thread = th
+    fflush(stdout)
+    if event == 'call' then
+      stack = stack + 1
+    else
+      if trace_returns then trace_event(event, line, 2) end
+      if stack > 0 then stack = stack - 1 end
+    end
+  end
+
+  local rec = { hook = full_hook }
   function rec.stack() return stack end
   function rec.set_step(v) step = v end
-  function rec.reset(s) stack, trace, step, mark = s, 0, 0, nil end
-  our_hooks[hook] = true
+  function rec.reset(s, b) stack, trace, step, base = s, 0, NEVER, b or base end
+  function rec.sync(l) sync(l + 1) end
+  -- sets the hook of the mode for the running thread, which must be this one
+  function rec.install()
+    if fast then
+      mode = 'run'
+      sethook(run_hook, 'lr')
+    else
+      mode = 'full'
+      sethook(full_hook, 'crl')
+    end
+  end
+  our_hooks[run_hook], our_hooks[full_hook] = true, true
   threads[th] = rec
   return rec
 end
 
 local main_thread = new_thread('main')
-local debug_hook  = main_thread.hook
+local debug_hook  = main_thread.hook   -- stands for any hook of the agent's
 
 --}}}
 --{{{ public functions
@@ -1288,13 +1427,15 @@ local function pause_impl(x)
     update_mode()
   else
     coro_debugger = cocreate(debugger_loop)   -- before the hook: no hook in it
-    current_thread = 'main'
-    main_thread.reset(1)
+    local co = corunning()
+    local rec = co and (threads[co] or new_thread(co)) or main_thread
+    current_thread = co or 'main'
+    rec.reset(1, stack_depth(2))   -- the caller of pause is at level 0
     step_lines = lines
     step_into  = true
     started    = true
     update_mode()
-    sethook(debug_hook, 'crl')
+    rec.install()
   end
 end
 rawset(globals, 'pause', pause_impl)
@@ -1320,7 +1461,7 @@ local function start(msg, quit)
   pausemsg = msg or ''
   coro_debugger = cocreate(debugger_loop)
   current_thread = 'main'
-  main_thread.reset(1)
+  main_thread.reset(1, stack_depth(2))   -- the program is called from our caller
   step_lines = 1
   step_into  = true
   started    = true
@@ -1328,7 +1469,7 @@ local function start(msg, quit)
   tracestack(2)
   local vars, file, line = capture_vars(2, 1)
   if not drive(3, events.STEP, vars, file, line, 0) then return end
-  return sethook(debug_hook, 'crl')   -- NB: the last line event of start()
+  return main_thread.install()   -- NB: the last line event of start()
 end
 
 -- Host entry, as the message handler of the program's call: an error that
@@ -1359,12 +1500,13 @@ end
 local function hooked_body(f, hook, mask, count)
   return function(...)
     local co = corunning()
-    local h = new_thread(co).hook
+    local rec = new_thread(co)
     if hook ~= debug_hook then
-      h = function(event, line) hook(event, line, 3, co) end
+      local h = function(event, line) hook(event, line, 3, co) end
       our_hooks[h] = true
+      sethook(h, mask, count) return f(...)   -- NB: one line
     end
-    sethook(h, mask, count) return f(...)   -- NB: one line
+    rec.install() return f(...)   -- NB: one line
   end
 end
 
@@ -1421,9 +1563,6 @@ debug.traceback = traceback
 rawset(globals, '_TRACEBACK', traceback)
 
 
-for l = getinfo(out, 'S').linedefined, getinfo(traceback, 'S').lastlinedefined do
-  agent_lines[l] = true
-end
 
 --}}}
 --}}}

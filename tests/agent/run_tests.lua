@@ -34,10 +34,11 @@ local function run(case)
   local cmd = 'OS=' .. q(case.os or '') .. ' LUA_PATH=' .. q(case.path or (tmpdir .. '/?.lua;;')) .. ' ' .. lua
   if case.mode == 'pause' then cmd = cmd .. ' -l debugger '
   elseif case.mode == 'host' then cmd = cmd .. ' ' .. q(here .. '/host.lua') .. ' ' .. q(tmpdir .. '/debugger.lua') .. ' '
-  else cmd = cmd .. ' -e ' .. q("require('debugger').start()") .. ' ' end
+  else cmd = cmd .. ' ' .. q(here .. '/launch.lua') .. ' ' end
   local out = shell('cd ' .. q(programs) .. ' && ' .. cmd .. case.prog .. ' < ' .. q(input) .. ' 2>&1')
   os.remove(input)
   out = string.gsub(string.gsub(out, '0x%x+', '0x?'), tmpdir .. '/debugger.lua', '<AGENT>')
+  out = string.gsub(out, here .. '/launch.lua', '<LAUNCH>')
   if case.clock then out = string.gsub(out, '%d%d%d%d%d%.%d%d:', 'CLOCK:') end
   local lines = {}
   for l in string.gmatch(string.gsub(out, '([^\n])$', '%1\n'), '([^\n]*)\n') do lines[#lines + 1] = l end
