@@ -4,6 +4,7 @@
 #include "cString.hpp"
 
 #include <ctype.h>
+#include <limits.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
@@ -19,6 +20,10 @@ static void fail(int line) {
 }
 
 enum {
+  // The longest text a String holds, as Lua bounds its blocks (luaM_): every
+  // size is checked against it before any arithmetic, and with it a
+  // capacity plus a count plus the step stays below INT_MAX.
+  MAX_TEXT = 0x3FFF0000,
   FIRST_GROWTH = 4,
   MAX_GROWTH = 20240,     // the step doubles while below this: up to 32768
   WIDE_WORK = 4096,
@@ -26,6 +31,19 @@ enum {
   FORMAT_WORK = 30720,
   FORMAT_CUT = 30710      // room for the format text and "...." on overflow
 };
+
+// A request beyond MAX_TEXT: reported, and the caller changes nothing.
+static bool tooLong() {
+  report(SOURCE_NAME, __LINE__, "String: text too long");
+  return false;
+}
+
+// Length of text, at most limit bytes; -1 when it is longer than MAX_TEXT.
+static int measure(const char* text, size_t limit = (size_t)-1) {
+  const char* end = (const char*)memchr(text, 0, std::min(limit, (size_t)MAX_TEXT + 1));
+  size_t n = end ? (size_t)(end - text) : std::min(limit, (size_t)MAX_TEXT + 1);
+  return n > (size_t)MAX_TEXT ? -1 : (int)n;
+}
 
 static bool isBlankOrTab(char c) {
   return c == ' ' || c == '\t';
@@ -53,6 +71,18 @@ bool String::isNull(const void* self) {
   return p == 0;
 }
 
+// Whether p points into this string's own buffer, which growing may free.
+bool String::aliases(const char* p) const {
+  uintptr_t a = (uintptr_t)p, b = (uintptr_t)buffer_;
+  return buffer_ && a >= b && a < b + (uintptr_t)capacity_;
+}
+
+// Whether more bytes, plus the terminator and two spare zeros, fit within
+// MAX_TEXT after the text.
+bool String::fits(int more) const {
+  return (more >= 0 && more <= MAX_TEXT - 3 - length_) || tooLong();
+}
+
 void String::init() {
   growth_ = FIRST_GROWTH;
   buffer_ = 0;
@@ -63,12 +93,14 @@ void String::init() {
 
 // Makes room for n bytes plus slack, keeping the text. The step doubles on
 // every call, also when nothing moved, so a string that keeps growing soon
-// reallocates in large strides.
+// reallocates in large strides. Callers have checked what must fit with
+// fits(), so a larger n is only a wish and is cut to the limit.
 void String::growKeep(int n) {
   if (n < 1) {
     fail(1446);
     return;
   }
+  if (n > MAX_TEXT) n = MAX_TEXT;
   int needed = growth_ + 1 + n;
   if (capacity_ < needed) {
     char* block = new char[needed + 1];
@@ -82,22 +114,29 @@ void String::growKeep(int n) {
   if (growth_ < MAX_GROWTH) growth_ *= 2;
 }
 
-// Empties the string, with room for n bytes; the step stays.
-void String::growDiscard(int n) {
+// Empties the string, with room for n bytes; the step stays. A request
+// beyond the limit is refused and leaves the string as it was (a
+// constructor then has an empty one).
+bool String::growDiscard(int n) {
   if (n < 0) {
     fail(1312);
     n = 0;
   }
+  if (n > MAX_TEXT) {
+    if (!buffer_) growDiscard(0);
+    return tooLong();
+  }
   if (buffer_ && n + growth_ < capacity_) {
     buffer_[0] = 0;
     length_ = 0;
-    return;
+    return true;
   }
   delete[] buffer_;
   capacity_ = n + growth_ + 1;
   buffer_ = new char[capacity_];
   buffer_[0] = 0;
   length_ = 0;
+  return true;
 }
 
 // ---------------------------------------------------------------------------
@@ -110,9 +149,9 @@ String::String() {
 
 String::String(const char* text) {
   init();
-  int n = text ? (int)strlen(text) : 0;
-  growDiscard(n);
-  if (n) memcpy(buffer_, text, n + 1);
+  int n = text ? measure(text) : 0;
+  if (!growDiscard(n < 0 ? MAX_TEXT + 1 : n) || n == 0) return;
+  memcpy(buffer_, text, n + 1);
   length_ = n;
 }
 
@@ -122,9 +161,8 @@ String::String(const char* text, int count) {
     growDiscard(0);
     return;
   }
-  const char* end = (const char*)memchr(text, 0, count);
-  int n = end ? (int)(end - text) : count;
-  growDiscard(n);
+  int n = measure(text, count);
+  if (!growDiscard(n < 0 ? MAX_TEXT + 1 : n)) return;
   memcpy(buffer_, text, n);
   buffer_[n] = 0;
   length_ = n;
@@ -144,7 +182,7 @@ String::String(char ch, int repeat) {
     repeat = 0;
   }
   if (ch == 0) repeat = 0;
-  growDiscard(repeat);
+  if (!growDiscard(repeat)) return;
   memset(buffer_, ch, repeat);
   buffer_[repeat] = 0;
   length_ = repeat;
@@ -196,14 +234,17 @@ String::~String() {
 
 void String::assign(const char* text) {
   if (!text) text = "";
-  uintptr_t p = (uintptr_t)text, b = (uintptr_t)buffer_;
-  if (buffer_ && p >= b && p < b + (uintptr_t)capacity_) {
+  if (aliases(text)) {
     String copy(text);  // the buffer may be replaced below
     assign(copy.buffer_);
     return;
   }
-  int n = (int)strlen(text);
-  if (n >= capacity_) growDiscard(n);
+  int n = measure(text);
+  if (n < 0) {
+    tooLong();
+    return;
+  }
+  if (n >= capacity_ && !growDiscard(n)) return;
   memcpy(buffer_, text, n + 1);
   length_ = n;
 }
@@ -218,9 +259,11 @@ void String::append(const char* text, int count) {
     fail(1284);
     return;
   }
-  if (count == -1) count = (int)strlen(text);
-  uintptr_t p = (uintptr_t)text, b = (uintptr_t)buffer_;
-  if (p >= b && p < b + (uintptr_t)capacity_) {
+  // the count is "at most": what exists is measured, so a count of
+  // INT_MAX asks for nothing more than the text
+  count = measure(text, count == -1 ? (size_t)-1 : (size_t)count);
+  if (!fits(count)) return;
+  if (aliases(text)) {
     String copy(text, count);  // growing moves the buffer
     append(copy.buffer_, count);
     return;
@@ -239,6 +282,7 @@ void String::appendChar(char ch) {
     fail(1258);
     return;
   }
+  if (!fits(1)) return;
   if (capacity_ - length_ - 1 < 2) growKeep(capacity_ + 1);
   buffer_[length_++] = ch;
   buffer_[length_] = 0;
@@ -254,7 +298,7 @@ void String::setChar(char ch) {
 }
 
 void String::insertChar(char ch, int pos) {
-  if (pos < 0 || pos > length_) return;
+  if (pos < 0 || pos > length_ || !fits(1)) return;
   if (capacity_ - length_ < 3) growKeep(capacity_ + 2);
   memmove(buffer_ + pos + 1, buffer_ + pos, length_ - pos + 1);
   buffer_[pos] = ch;
@@ -264,9 +308,9 @@ void String::insertChar(char ch, int pos) {
 
 void String::insertText(const char* text, int pos) {
   if (!text || pos < 0 || !(pos < length_ || pos == 0)) return;
-  int n = (int)strlen(text);
-  uintptr_t p = (uintptr_t)text, b = (uintptr_t)buffer_;
-  if (p >= b && p < b + (uintptr_t)capacity_) {
+  int n = measure(text);
+  if (n < 0 || !fits(n)) return;
+  if (aliases(text)) {
     String copy(text);
     insertText(copy.buffer_, pos);
     return;
@@ -386,6 +430,7 @@ char& String::at(int index) {
     nowhere = 0;
     return nowhere;
   }
+  if (index > MAX_TEXT - 3) index = -1;  // padding that far is refused below
   if (index >= length_) {
     if (index >= capacity_) growKeep(index + 1);
     int missing = index - length_ + 1;
@@ -551,13 +596,20 @@ void String::replaceAt(int pos, int oldLen, const char* newText, int newLen) {
   length_ += newLen - oldLen;
 }
 
-// Growing before the search asks for room for the text plus the new text,
-// so the buffer moves only when the replacement could not fit.
+// Room for one more copy of the new text, grown geometrically (the capacity
+// again plus the text) as append grows: asking for the length plus the text
+// would reallocate on nearly every lengthening call.
+bool String::roomFor(int more) {
+  if (!fits(more)) return false;
+  if (capacity_ - length_ - 1 <= more) growKeep(capacity_ + 1 + more);
+  return true;
+}
+
 bool String::replace(const char* oldText, const char* newText, int start) {
   if (!oldText || !newText || strcmp(oldText, newText) == 0) return false;
   if (length_ == 0 || start >= length_) return false;
   String o(oldText), n(newText);  // either may live in this buffer
-  growKeep(length_ + n.length_ + 1);
+  if (!roomFor(n.length_)) return false;
   int i = find(o.buffer_, start, true);
   if (i < 0) return false;
   replaceAt(i, o.length_, n.buffer_, n.length_);
@@ -567,12 +619,12 @@ bool String::replace(const char* oldText, const char* newText, int start) {
 int String::replaceAll(const char* oldText, const char* newText) {
   if (length_ == 0 || !oldText || !newText || !*oldText) return 0;
   String o(oldText), n(newText);
-  growKeep(length_ + n.length_ + 1);
   int replaced = 0;
+  if (!roomFor(n.length_)) return 0;
   for (int i = find(o.buffer_, 0, true); i >= 0; i = find(o.buffer_, i + n.length_, true)) {
     replaceAt(i, o.length_, n.buffer_, n.length_);
     replaced++;
-    growKeep(length_ + n.length_ + 1);
+    if (!roomFor(n.length_)) break;
   }
   return replaced;
 }

@@ -165,8 +165,11 @@ class String {
   // True for a null object pointer; opaque so the test survives optimisation.
   static bool isNull(const void* self);
   void init();
+  bool aliases(const char* p) const;
+  bool fits(int more) const;
+  bool roomFor(int more);
   void growKeep(int n);
-  void growDiscard(int n);
+  bool growDiscard(int n);
   void replaceAt(int pos, int oldLen, const char* newText, int newLen);
 
   int growth_;

@@ -2,6 +2,7 @@
 // report of a bad count.
 #include <gtest/gtest.h>
 
+#include <limits.h>
 #include <string.h>
 
 #include <string>
@@ -90,6 +91,37 @@ TEST_F(Str, Edits) {
   EXPECT_EQ(2, s.length());
   s.append("c");
   EXPECT_EQ(0, s.length());
+}
+
+// Sizes are checked before any arithmetic: what cannot be met is reported
+// and changes nothing, and a count of INT_MAX is only an upper bound.
+TEST_F(Str, SizeLimits) {
+  EXPECT_EQ("xab", EDIT("x", append("ab", INT_MAX)));
+  EXPECT_TRUE(reports.empty());
+  EXPECT_EQ(0, String(' ', INT_MAX).length());
+  String s("ab");
+  s.at(INT_MAX) = 'z';
+  s.at(INT_MAX - 1) = 'z';
+  EXPECT_EQ("ab", str(s));
+  ASSERT_EQ(3u, reports.size());
+  EXPECT_NE(std::string::npos, reports[0].find("text too long")) << reports[0];
+  EXPECT_NE(std::string::npos, reports[2].find("\"cString.cpp\" (1023)")) << reports[2];
+  reports.clear();
+}
+
+TEST_F(Str, ReplaceGrowsGeometrically) {
+  String s("a");
+  int moves = 0;
+  for (int i = 0; i < 3000; i++) {
+    int before = s.capacity();
+    s.replace("a", "ab");
+    moves += s.capacity() != before;
+  }
+  EXPECT_EQ("a" + std::string(3000, 'b'), str(s));
+  EXPECT_GT(15, moves);
+  String t(std::string(3000, 'a').c_str());
+  EXPECT_EQ(3000, t.replaceAll("a", "bb"));
+  EXPECT_EQ(std::string(6000, 'b'), str(t));
 }
 
 TEST_F(Str, FormatFindAndSlices) {
