@@ -41,6 +41,8 @@ local huge               = math.huge
 local former_traceback   = debug.traceback
 local getinfo, getlocal, setlocal = debug.getinfo, debug.getlocal, debug.setlocal
 local getupvalue, setupvalue      = debug.getupvalue, debug.setupvalue
+local dgetmetatable               = debug.getmetatable
+
 local sethook, gethook            = debug.sethook, debug.gethook
 local getfenv, setfenv, loadstring, unpack = getfenv, setfenv, loadstring, unpack
 local select, type, tostring, tonumber, pairs, ipairs, pcall, error =
@@ -740,6 +742,27 @@ local function report(ev, vars, file, line, idx_watch)
   return vars, file, line
 end
 
+-- Follows the parts of name (what and dump) from the context; returns false
+-- and a message, answered like a failed statement, when a part is not
+-- indexable or a metamethod fails.
+local function follow(name, pattern, numbers)
+  local n
+  local ok, v = pcall(function()
+    local v = eval_env
+    for w in gmatch(name, pattern) do
+      local mt = dgetmetatable(v)
+      if type(v) ~= 'table' and not (mt and mt.__index) then
+        error(sformat("attempt to index '%s' (a %s value)", n or 'eval_env', type(v)), 0)
+      end
+      n = n and n .. '.' .. w or w
+      if numbers and sfind(w, '^%d+$') then v = v[tonumber(w)] else v = v[w] end
+      if not v then break end
+    end
+    return v
+  end)
+  return ok, v, n
+end
+
 local function debugger_loop()
   out('Lua Debugger - Version ', VERSION, '\n')
   out('Designed to work with the Tarn for Windows IDE\n')
@@ -927,12 +950,11 @@ local function debugger_loop()
 
     elseif command == 'what' then
       local name = getargs('V')
-      if name ~= '' then
-        local v = eval_env
-        for w in gmatch(name, '[%w_]+') do
-          v = v[w]
-          if not v then break end
-        end
+      local ok, v = true, nil
+      if name ~= '' then ok, v = follow(name, '[%w_]+', false) end
+      if not ok then
+        out('Run error: ', tostring(v), '\n')
+      elseif name ~= '' then
         if type(v) == 'function' then
           local def = getinfo(v, 'S')
           out(def.what, ' in ', def.short_src, ' ', def.linedefined, '..',
@@ -948,14 +970,9 @@ local function debugger_loop()
       local name, depth = getargs('VN')
       if name ~= '' then
         if depth == 0 then depth = 1 end
-        local v = eval_env
-        local n
-        for w in gmatch(name, '[^%.]+') do
-          if sfind(w, '^%d+$') then v = v[tonumber(w)] else v = v[w] end
-          if n then n = n .. '.' .. w else n = w end
-          if not v then break end
-        end
-        dumpvar(v, depth + 1, n)
+        local ok, v, n = follow(name, '[^%.]+', true)
+        if ok then dumpvar(v, depth + 1, n) else out('Run error: ', tostring(v), '\n') end
+
       else
         out('Bad request\n')
       end

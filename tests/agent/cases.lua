@@ -102,6 +102,25 @@ add { name = 'goto keeps a breakpoint, over N, setb defaults, set abc ends the s
              P .. stop('nested.lua', 7, 3), P .. stop('nested.lua', 14, 1),
              P .. 'Breakpoint set in file nested.lua line 14', P .. 'All breakpoints deleted',
              P .. 'Unknown command from debugger_loop: abc', 'Stopping debugger', 'r=13') }
+-- levels come from the real stack at each stop: over/out keep working after
+-- a tail call, an error caught by pcall and a yield
+add { name = 'levels: out of a tail-called function, over after frames lost to an error', prog = 'levels.lua',
+  input = { 'setb 1 levels.lua', 'run', 'out', 'over', 'over', 'over' },
+  expect = T(P .. 'Breakpoint set in file levels.lua line 1', P .. stop('levels.lua', 1, 1, true),
+             P .. stop('levels.lua', 1, 3, true), P .. stop('levels.lua', 1, 2), P .. stop('levels.lua', 10, 1),
+             P .. stop('levels.lua', 11, 1), P .. stop('levels.lua', 12, 1), P, '2\tfalse\t3\t4') }
+for _, c in ipairs({ { 6, 'over' }, { 5, 'out' } }) do
+  add { name = 'levels: ' .. c[2] .. ' across a yield stops in the resumer', prog = 'levels.lua',
+    input = { 'setb ' .. c[1] .. ' levels.lua', 'run', c[2], 'run' },
+    expect = T(P .. 'Breakpoint set in file levels.lua line ' .. c[1],
+               P .. '[thread: 0x?] ' .. stop('levels.lua', c[1], 1, true), P .. stop('levels.lua', 12, 1),
+               P .. '2\tfalse\t3\t4') }
+end
+add { name = 'dump and what on a value that cannot be indexed', prog = 'levels.lua',
+  input = { 'setb 10 levels.lua', 'run', 'dump x.y', 'what x.y', 'dump co.status', 'dump x', 'run' },
+  expect = T(P .. 'Breakpoint set in file levels.lua line 10', P .. stop('levels.lua', 10, 1, true),
+             P .. "Run error: attempt to index 'x' (a number value)", P .. "Run error: attempt to index 'x' (a number value)",
+             P .. "Run error: attempt to index 'co' (a thread value)", P .. 'x = 2;', P .. '2\tfalse\t3\t4') }
 --}}}
 --{{{ pause(), sessions, poff/pon, level 0
 add { name = 'pause: stop after pause(), messages, over at level 0, exit and a new session', prog = 'pausing.lua',
