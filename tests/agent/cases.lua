@@ -105,7 +105,7 @@ add { name = 'goto keeps a breakpoint, over N, setb defaults, set abc ends the s
 -- levels come from the real stack at each stop: over/out keep working after
 -- a tail call, an error caught by pcall and a yield
 add { name = 'levels: out of a tail-called function, over after frames lost to an error', prog = 'levels.lua',
-  input = { 'setb 1 levels.lua', 'run', 'out', 'over', 'over', 'over' },
+  input = { 'setb 1 levels.lua', 'run', 'out', 'over', 'over', 'over', 'over' },
   expect = T(P .. 'Breakpoint set in file levels.lua line 1', P .. stop('levels.lua', 1, 1, true),
              P .. stop('levels.lua', 1, 3, true), P .. stop('levels.lua', 1, 2), P .. stop('levels.lua', 10, 1),
              P .. stop('levels.lua', 11, 1), P .. stop('levels.lua', 12, 1), P, '2\tfalse\t3\t4') }
