@@ -1251,8 +1251,8 @@ local watch_env = setmetatable({}, {
 -- is the depth of a frame less the thread's base (main: the depth of the
 -- caller of start or pause; a coroutine: 1, its body's frame and the tail
 -- call into the function).
-local function new_thread(th)
-  local stack, trace, step, base = 0, 0, NEVER, th == 'main' and 0 or 1
+local function new_thread(th, base0)
+  local stack, trace, step, base = 0, 0, NEVER, base0 or 0
   local mode    -- 'run' or 'full': the hook this thread runs
   local run_hook, full_hook
 
@@ -1408,15 +1408,12 @@ local function new_thread(th)
   function rec.set_step(v) step = v end
   function rec.reset(s, b) stack, trace, step, base = s, 0, NEVER, b or base end
   function rec.sync(l) sync(l + 1) end
-  -- sets the hook of the mode for the running thread, which must be this one
-  function rec.install()
-    if fast then
-      mode = 'run'
-      sethook(run_hook, 'lr')
-    else
-      mode = 'full'
-      sethook(full_hook, 'crl')
-    end
+  -- sets the hook of the mode in this thread: co, or else the running one
+  function rec.install(co)
+    local hook, mask = full_hook, 'crl'
+    if fast then hook, mask = run_hook, 'lr' end
+    mode = fast and 'run' or 'full'
+    if co then sethook(co, hook, mask) else sethook(hook, mask) end
   end
   our_hooks[run_hook], our_hooks[full_hook] = true, true
   threads[th] = rec
@@ -1517,7 +1514,7 @@ end
 local function hooked_body(f, hook, mask, count)
   return function(...)
     local co = corunning()
-    local rec = new_thread(co)
+    local rec = new_thread(co, 1)   -- its body: this frame and the tail call into f
     if hook ~= debug_hook then
       local h = function(event, line) hook(event, line, 3, co) end
       our_hooks[h] = true
@@ -1534,9 +1531,16 @@ local function current_hook()
   return hook, mask, count
 end
 
+-- (create hooks the new coroutine from here: no frame of ours is in it)
 function coroutine.create(f)
   local hook, mask, count = current_hook()
+  if hook == debug_hook and type(f) == 'function' then
+    local co = cocreate(f)
+    new_thread(co, 0).install(co)
+    return co
+  end
   if hook then return cocreate(hooked_body(f, hook, mask, count)) end
+
   return cocreate(f)
 end
 

@@ -163,7 +163,7 @@ do
     input = input,
     expect = T(P .. 'Breakpoint set in file runmode.lua line 1', at(1, 1), at(1, 7), at(1, 6), at(1, 5),
                P .. 'err1 out1 out2', '["8"] = 8;', '[thread: 0x?] ' .. stop('runmode.lua', 1, 3, true),
-               at(1, 2, true), at(1, 1, true), at(1, 0, true), at(1, 2), at(1, 2), at(1, 2), at(1, 2), at(1, 2),
+               at(1, 2, true), at(1, 1, true), at(1, 2), at(1, 2), at(1, 2), at(1, 2), at(1, 2),
                P .. '<p><q>p\tq', 'v=4 y=8 z=9 total=20') }
   -- the coroutine yields on the line that called dump(): the trace level it
   -- keeps is the one of that line, not of the agent's lines under dump()
