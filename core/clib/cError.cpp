@@ -113,6 +113,11 @@ const char* sourceBaseName(const char* path) {
 
 void setMessageHook(MessageHook hook) { messageHook = hook; }
 
+void passToHook(const char* text) {
+  if (++hookDepth == 1 && messageHook && text) messageHook(text);
+  --hookDepth;
+}
+
 void replaceExtension(char* path, size_t size, const char* ext) {
   if (size == 0) return;
   size_t n = strnlen(path, size - 1);

@@ -33,6 +33,9 @@ void report(const char* file, int line, const char* text = 0,
 void setLogPath(const char* path);
 const char* logPath();
 void setMessageHook(MessageHook hook);
+// Hands text alone to the message hook (no log line), under the same guard
+// against a hook that reports.
+void passToHook(const char* text);
 
 // The name a kind carries in the log ("UNKNOWN" for numbers not in use).
 const char* reportKindName(int kind);

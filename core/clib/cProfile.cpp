@@ -33,6 +33,17 @@ static int majorVersion() {
   return major;
 }
 
+// A section buffer that could not be had: reported, and read as empty.
+static bool outOfMemory() {
+  report(SOURCE_NAME, __LINE__, "Profile: no memory for the section");
+  return false;
+}
+
+static bool outOfMemory(String& result) {
+  result.assign("");
+  return outOfMemory();
+}
+
 Profile::Profile(const char* name) {
   if (name && *name) setPath(name);
 }
@@ -149,49 +160,18 @@ bool Profile::readString(char* buffer, int size, const char* section, const char
   return true;
 }
 
-bool Profile::readInt(const char* section, const char* key, int defaultValue, int& result,
-                      bool remove) {
+int Profile::readIntValue(const char* section, const char* key, int defaultValue,
+                          bool remove) {
   const char* file = ensurePath(false);
-  result = (int)GetPrivateProfileIntA(section, key, defaultValue, file);
+  int value = (int)GetPrivateProfileIntA(section, key, defaultValue, file);
   if (remove) WritePrivateProfileStringA(section, key, NULL, file);
-  return true;
-}
-
-bool Profile::readInt(const char* section, const char* key, int defaultValue, long& result,
-                      bool remove) {
-  int value;
-  readInt(section, key, defaultValue, value, remove);
-  result = value;
-  return true;
-}
-
-bool Profile::readInt(const char* section, const char* key, int defaultValue, short& result,
-                      bool remove) {
-  int value;
-  readInt(section, key, defaultValue, value, remove);
-  result = (short)value;
-  return true;
-}
-
-bool Profile::readInt(const char* section, const char* key, int defaultValue,
-                      unsigned char& result, bool remove) {
-  int value;
-  readInt(section, key, defaultValue, value, remove);
-  result = (unsigned char)value;
-  return true;
-}
-
-bool Profile::readInt(const char* section, const char* key, int defaultValue, bool& result,
-                      bool remove) {
-  int value;
-  readInt(section, key, defaultValue, value, remove);
-  result = value != 0;
-  return true;
+  return value;
 }
 
 bool Profile::readSection(const char* section, String& result, char separator) {
   const char* file = ensurePath(false);
   char* buffer = (char*)calloc(SECTION_SIZE, 1);
+  if (!buffer) return outOfMemory(result);
   DWORD n = GetPrivateProfileSectionA(section, buffer, SECTION_SIZE, file);
   // The zero after the last entry stays: it ends the text.
   for (DWORD i = 0; i + 1 < n; i++)
@@ -209,6 +189,7 @@ bool Profile::readSection(const char* section, Array<String>& list) {
   // The call reports a cut section only by returning size - 2.
   for (;;) {
     buffer = (char*)calloc(size, 1);
+    if (!buffer) return outOfMemory();
     n = GetPrivateProfileSectionA(section, buffer, size, file);
     if (n != size - 2) break;
     free(buffer);
@@ -224,26 +205,10 @@ bool Profile::writeString(const char* section, const char* key, const char* text
   return WritePrivateProfileStringA(section, key, text, ensurePath(true)) != 0;
 }
 
-bool Profile::writeInt(const char* section, const char* key, long value) {
+bool Profile::writeLong(const char* section, const char* key, long value) {
   char text[24];
   snprintf(text, sizeof text, "%ld", value);
   return writeString(section, key, text);
-}
-
-bool Profile::writeInt(const char* section, const char* key, int value) {
-  return writeInt(section, key, (long)value);
-}
-
-bool Profile::writeInt(const char* section, const char* key, short value) {
-  return writeInt(section, key, (long)value);
-}
-
-bool Profile::writeInt(const char* section, const char* key, unsigned char value) {
-  return writeInt(section, key, (long)value);
-}
-
-bool Profile::writeInt(const char* section, const char* key, bool value) {
-  return writeInt(section, key, (long)value);
 }
 
 bool Profile::writeSection(const char* section, StringDZ& lines) {

@@ -6,6 +6,8 @@
 #ifndef CPROFILE_HPP
 #define CPROFILE_HPP
 
+#include <type_traits>
+
 #include "cArray.hpp"
 #include "cString.hpp"
 
@@ -27,16 +29,15 @@ class Profile {
                   String& result, bool remove = false);
   bool readString(char* buffer, int size, const char* section, const char* key,
                   const char* defaultText, bool remove = false);
-  bool readInt(const char* section, const char* key, int defaultValue, int& result,
-               bool remove = false);
-  bool readInt(const char* section, const char* key, int defaultValue, long& result,
-               bool remove = false);
-  bool readInt(const char* section, const char* key, int defaultValue, short& result,
-               bool remove = false);
-  bool readInt(const char* section, const char* key, int defaultValue,
-               unsigned char& result, bool remove = false);
-  bool readInt(const char* section, const char* key, int defaultValue, bool& result,
-               bool remove = false);
+  // Any integer type: the value is read as an int and converted as C
+  // converts (a bool is true for non-zero, a byte keeps the low eight bits).
+  template <class T>
+  bool readInt(const char* section, const char* key, int defaultValue, T& result,
+               bool remove = false) {
+    static_assert(std::is_integral<T>::value, "readInt reads integers");
+    result = static_cast<T>(readIntValue(section, key, defaultValue, remove));
+    return true;
+  }
 
   // The whole section as one text, entries joined by separator; at most
   // SECTION_SIZE bytes are read.
@@ -46,11 +47,12 @@ class Profile {
 
   // A null text deletes the key.
   bool writeString(const char* section, const char* key, const char* text);
-  bool writeInt(const char* section, const char* key, long value);
-  bool writeInt(const char* section, const char* key, int value);
-  bool writeInt(const char* section, const char* key, short value);
-  bool writeInt(const char* section, const char* key, unsigned char value);
-  bool writeInt(const char* section, const char* key, bool value);
+  // Any integer type, written with "%ld".
+  template <class T>
+  bool writeInt(const char* section, const char* key, T value) {
+    static_assert(std::is_integral<T>::value, "writeInt writes integers");
+    return writeLong(section, key, (long)value);
+  }
   // Replaces the whole section by the key=value items of lines.
   bool writeSection(const char* section, StringDZ& lines);
 
@@ -64,6 +66,8 @@ class Profile {
   static bool appDataFolder(String& folder);
 
  protected:
+  int readIntValue(const char* section, const char* key, int defaultValue, bool remove);
+  bool writeLong(const char* section, const char* key, long value);
   const char* ensurePath(bool forWrite);
   void deriveDefaultPath(bool forWrite);
 

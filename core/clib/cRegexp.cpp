@@ -11,8 +11,6 @@
 
 static const char compileWarning[] = "Warning: The regexp has failed to compile.";
 
-static MessageHook warningHook = 0;
-
 // Line numbers, most specific first.
 static const char lineLocator[] = R"re(/\^.+[\$/]+)re";  // tags: found by text
 static const char lineDelimited[] = "[ \t(:#]+[0-9]+[0-9:;)]*(([ \t):;,]+)|$)";
@@ -83,10 +81,6 @@ static void clearSlots(RegexpSlot* slots) {
   for (int i = 0; i < Regexp::SLOTS; i++) slots[i].start = slots[i].end = -1;
 }
 
-void Regexp::setWarningHook(MessageHook hook) {
-  warningHook = hook;
-}
-
 Regexp::Regexp(const char* pattern, int ignoreCase) : status_(REG_INVARG), position_(-1) {
   memset(&re_, 0, sizeof re_);
   memset(slots_, 0, sizeof slots_);
@@ -137,7 +131,7 @@ bool Regexp::match(const char* text) {
   clearSlots(slots_);
   if (!text) return false;
   if (status_ != 0) {
-    if (warningHook) warningHook(compileWarning);
+    passToHook(compileWarning);
     return false;
   }
   regex_t re = toPcre(re_);

@@ -50,10 +50,6 @@ class Regexp {
   const char* subject() const { return subject_; }
   const char* errorText() const { return error_; }
 
-  // Process-wide receiver of the warning for matching with a pattern that
-  // did not compile; null (the default) keeps quiet.
-  static void setWarningHook(MessageHook hook);
-
  private:
   Regexp(const Regexp&) = delete;
   Regexp& operator=(const Regexp&) = delete;

@@ -70,3 +70,55 @@ TEST_F(ProfileTest, SectionsAreReadAndReplacedWhole) {
   EXPECT_GT(text.length(), (int)Profile::SECTION_SIZE - 100);
   EXPECT_EQ(0u, whole.find(text.text()));
 }
+
+TEST_F(ProfileTest, IntegersOfEveryWidth) {
+  put("n", "v", "300");
+  put("n", "neg", "-2");
+  int i = 0;
+  long l = 0;
+  short sh = 0;
+  unsigned char byte = 0;
+  bool flag = false;
+  EXPECT_TRUE(profile.readInt("n", "v", 0, i));
+  EXPECT_EQ(300, i);
+  profile.readInt("n", "v", 0, byte);
+  EXPECT_EQ(44, byte);  // the low eight bits
+  profile.readInt("n", "v", 0, flag);
+  EXPECT_TRUE(flag);
+  profile.readInt("n", "neg", 0, sh);
+  EXPECT_EQ(-2, sh);
+  profile.readInt("n", "missing", 7, l, true);
+  EXPECT_EQ(7, l);
+  profile.readInt("n", "v", 0, i, true);  // one-shot
+  EXPECT_EQ("<none>", rawRead("n", "v", file));
+  EXPECT_TRUE(profile.writeInt("n", "s", (short)-5));
+  EXPECT_TRUE(profile.writeInt("n", "b", (unsigned char)200));
+  EXPECT_TRUE(profile.writeInt("n", "f", true));
+  EXPECT_EQ("-5|200|1", rawRead("n", "s", file) + "|" + rawRead("n", "b", file) + "|" +
+                            rawRead("n", "f", file));
+}
+
+// A profile without a path reads beside the program but writes to the
+// user's folder: whichever comes first decides.
+TEST(ProfileDefault, ReadBesideTheModuleWriteToTheUsersFolder) {
+  char module[MAX_PATH];
+  GetModuleFileNameA(NULL, module, sizeof module);
+  std::string beside = module;
+  beside = beside.substr(0, beside.rfind('.')) + ".ini";
+  CharLowerA(&beside[0]);
+  Profile reader;
+  String value;
+  reader.readString("s", "k", "", value);
+  EXPECT_EQ(beside, reader.path());
+
+  String folder;
+  ASSERT_TRUE(Profile::appDataFolder(folder));
+  std::string base = beside.substr(beside.rfind('\\') + 1);
+  base = base.substr(0, base.size() - 4);
+  Profile writer;
+  EXPECT_TRUE(writer.writeString("s", "k", "v"));
+  std::string user = std::string(folder.text()) + "Brennick\\" + base + "\\" + base + ".ini";
+  EXPECT_STREQ(user.c_str(), writer.path());
+  EXPECT_EQ("v", rawRead("s", "k", user));
+  DeleteFileA(user.c_str());
+}

@@ -5,7 +5,9 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
+#include "cError.hpp"
 #include "cRegexp.hpp"
 
 namespace fs = std::filesystem;
@@ -27,6 +29,23 @@ TEST(Regexp, MatchesGroupsAndCase) {
   EXPECT_TRUE(cased.setPattern("ABC", 1));
   EXPECT_FALSE(cased.match("ABC"));  // same text in another case: no recompile
   EXPECT_TRUE(Regexp("abc", 1).match("xABC"));
+}
+
+// A pattern that does not compile stays usable and says so on each match
+// through the error channel's hook, never the log.
+static std::vector<std::string> hooked;
+TEST(Regexp, FailedCompileWarnsThroughTheMessageHook) {
+  setLogPath("");
+  setMessageHook([](const char* text) { hooked.push_back(text); });
+  Regexp bad("(ab");
+  EXPECT_FALSE(bad.compiled());
+  EXPECT_STRNE("", bad.errorText());
+  EXPECT_FALSE(bad.match("ab"));
+  EXPECT_FALSE(bad.match("(ab"));
+  setMessageHook(0);
+  EXPECT_EQ(std::vector<std::string>(2, "Warning: The regexp has failed to compile."), hooked);
+  EXPECT_TRUE(bad.setPattern("ab"));  // recompiled: the case-blind check sees other text
+  EXPECT_TRUE(bad.match("xab"));
 }
 
 TEST(Regexp, LineNumbers) {
