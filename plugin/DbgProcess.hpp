@@ -8,18 +8,59 @@
 #include "cSpawn.hpp"
 #include "cString.hpp"
 
+class xDebugger;
+
+// Three threads meet here. The host's thread starts, writes, kills and
+// stops; the reader thread owns the read end, the stream blocks and the
+// line cache; the writer thread owns the write end and drains the command
+// queue, so that no command ever waits for the child. Each thread holds a
+// reference to the module and to this object: the last one out frees what
+// it was handed (see handOver).
 class DbgProcess : public Spawn {
  public:
-  // context may be null: then every operation does nothing.
-  explicit DbgProcess(DebugContext* context);
+  // Commands waiting for a child that reads none; beyond, they are dropped.
+  // An unfinished line longer than LINE_LIMIT is taken as it stands.
+  enum { QUEUE_LIMIT = 65536, LINE_LIMIT = 1048576 };
+
+  // context may be null: then every operation does nothing. owner is the
+  // session the reader reports busy and end to.
+  explicit DbgProcess(DebugContext* context, xDebugger* owner = 0);
+  // Kills a child that still runs (99) and ends both threads.
   ~DbgProcess();
 
   // Builds the command line from the context's record and runs it hidden,
   // with all three standard streams on pipes, in the current directory.
   bool start();
 
-  // Runs the read loop on a thread of its own.
+  // Runs the read loop and the command writer on threads of their own.
   bool startReader();
+
+  // Queues text for the child; never waits. False when the queue is full
+  // (reported once per spell) or the writer has left.
+  bool write(const char* text);
+  // As Process::kill, and sends the writer away.
+  bool kill(unsigned code);
+
+  // True while the reader thread exists, whatever its flag says.
+  bool readerRunning() const;
+  // The child has gone: waits, handling messages, while the reader is
+  // still passing on output, at most ms in all. Output that stops coming
+  // with the child gone comes from a grandchild holding the pipe.
+  void waitForLastOutput(unsigned ms = 5000);
+  // Ends both threads: stops the loops, cancels a blocked read or write and
+  // waits for the threads' handles, handling messages, at most ms. True
+  // when none is left.
+  bool endThreads(unsigned ms = 2000);
+  // Closes what the process layer opened (process, pipes, events, thread
+  // handles) and frees the buffers. No thread may run.
+  void release();
+  // release, and the members' own heap blocks too: for an object whose
+  // storage is freed without its destructor. Nothing may use it afterwards.
+  void discard();
+  // For threads that would not end: they free session and context (raw
+  // storage, no destructors; either may be null) after discard, the last
+  // one out. If none is left, that happens now.
+  void handOver(void* session, void* context);
 
   DebugContext* context() const { return context_; }
   // 1 while the reader thread is inside its loop.
@@ -27,22 +68,58 @@ class DbgProcess : public Spawn {
   int startStatus() const { return startStatus_; }
   const String& commandLine() const { return commandLine_; }
   unsigned int param() const { return param2_; }
+  // Commands dropped because the queue was full.
+  unsigned long dropped() const { return dropped_; }
 
   const char* directory() const;
   const char* script() const;
   const char* module() const;
 
  private:
-  static void readerThread(void* process);
+  // The reader's end of the output pipe; tells when the reader is blocked
+  // in it, the only place its thread may be cancelled.
+  class ReadEnd : public Pipe {
+   public:
+    ReadEnd() : reading(0) {}
+    int read(char* buffer, int size);
+    volatile long reading;
+  };
+
+  static DWORD WINAPI readerMain(void* process);
+  static DWORD WINAPI writerMain(void* process);
   static void readerBody(void* process);
+  static void releaseReader(void* process);
   static bool onOutput(const char* chunk, void* process);
   static bool onIdle(const char* empty, void* process);
+  void watch(String& line, bool& errorSeen);
+  void writeQueued();
+  bool launch(HANDLE& thread, LPTHREAD_START_ROUTINE main);
+  void leaveThread();
 
   DebugContext* context_;
+  xDebugger* owner_;
   volatile unsigned int readerActive_;
   int startStatus_;
   String commandLine_;
   unsigned int param2_;
+
+  ReadEnd readEnd_;
+  Pipe writeEnd_;
+  HANDLE reader_;
+  HANDLE writer_;
+  HANDLE wake_;  // the writer's: commands queued, or leave
+  volatile bool leaving_;
+  volatile long chunks_;  // progress of the reader
+  volatile long refs_;    // the owner and each running thread
+  void* heldSession_;
+  void* heldContext_;
+  bool discarded_;
+
+  SRWLOCK queueLock_;
+  char* queue_;  // QUEUE_LIMIT bytes, allocated at the first command
+  int queued_;
+  bool full_;
+  unsigned long dropped_;
 };
 
 // Wraps text in double quotes when it holds a blank, unless it is quoted

@@ -7,6 +7,7 @@
 #include "GdbSettings.hpp"
 #include "cString.hpp"
 #include "iSpawn.hpp"
+#include "xApp.hpp"
 
 static HINSTANCE pluginModule;
 static DWORD loadReason;
@@ -63,22 +64,32 @@ BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
 
 // Waits for the reader thread, keeping the host's windows alive meanwhile.
 // A debugger still there on the thousandth pass is killed; no sleep, so the
-// host stays as responsive as it would be in its own loop.
+// host stays as responsive as it would be in its own loop. A reader that a
+// fault ended keeps its flag up: its thread is gone all the same.
 static void waitForReader(DbgProcess& process) {
-  for (int count = 1000; process.readerActive() == 1;) {
+  for (int count = 1000; process.readerActive() == 1 && process.readerRunning();) {
     pump();
-    if (--count == 0) process.kill(99);
+    if (--count == 0) {
+      process.kill(99);
+      break;
+    }
   }
+  process.waitForLastOutput();
 }
 
-// The debugger has ended by itself; the reader is at most finishing its
-// last chunk. Bounded, for a reader that a fault has already ended.
-static void waitForLastOutput(DbgProcess& process) {
-  for (DWORD start = GetTickCount(); process.readerActive() == 1;) {
-    pump();
-    if (GetTickCount() - start > 5000) break;
-    MsgWaitForMultipleObjects(0, 0, FALSE, 1, QS_ALLINPUT);
+// The context goes with its session's storage, freed without the session's
+// destructor (the host expects the process object left as it stands). Only
+// once no thread of the session runs: one held up in the host's callback is
+// handed both, and frees them when it leaves.
+static void destroyContext(DebugContext* context, gdbDebugger* session) {
+  if (session && !session->process().endThreads()) {
+    CurrentSession = 0;
+    xApplication::setInstance(0);
+    session->process().handOver(session, context);
+    return;
   }
+  if (session) session->process().discard();
+  delete context;
 }
 
 int __cdecl DebugStartDebugging(DebugContext** context, EXECINFO* info) {
@@ -116,10 +127,10 @@ int __cdecl DebugStopDebugging(DebugContext* context) {
         session->Quit();
         waitForReader(session->process());
       } else {
-        waitForLastOutput(session->process());
+        session->process().waitForLastOutput();
       }
     }
-    delete context;
+    destroyContext(context, session);
   } catch (...) {
   }
   return 1;

@@ -15,7 +15,7 @@ static volatile unsigned char sending = 0;
 static StopLocation noLocation;
 
 gdbDebugger::gdbDebugger(DebugContext* context)
-    : process_(context), busy_(false), context_(context) {}
+    : process_(context, this), busy_(false), context_(context) {}
 
 gdbDebugger::~gdbDebugger() {}
 
@@ -130,6 +130,13 @@ const char* gdbDebugger::GetAuxText() { return ""; }
 
 void* gdbDebugger::Destroy(unsigned int flags) {
   if (CurrentSession == this) CurrentSession = 0;
+  process_.kill(99);
+  if (!process_.endThreads()) {
+    // A thread that would not end (held up in the host's callback) still
+    // uses this object: the last one out frees it.
+    process_.handOver(flags & 1 ? this : 0, 0);
+    return this;
+  }
   this->~gdbDebugger();
   if (flags & 1) ::operator delete(static_cast<void*>(this));
   return this;

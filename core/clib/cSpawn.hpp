@@ -31,6 +31,12 @@ class Stream {
   bool hasData() const { return unread_; }
   void consume() { unread_ = false; }
   const char* data() const { return buffers_[current_] ? buffers_[current_] : ""; }
+  // The same block, for a reader that edits its chunk in place.
+  char* block() { return buffers_[current_]; }
+  // Gives back both blocks (the next fill takes them again).
+  void release();
+  // Reads from another file from now on.
+  void setFile(iFile* file) { file_ = file; }
   int length() const { return length_; }
   bool isClosed() const { return file_->isClosed(); }
 

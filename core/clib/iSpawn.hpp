@@ -45,9 +45,17 @@ class Pipe : public iFile {
   // Replaces any earlier pipe by a new one of the system's default size.
   virtual bool create();
 
+  // Closes both ends and a retired read end.
   void close();
   void closeRead();
   void closeWrite();
+  // Takes the read end out of use without closing it: a reader on another
+  // thread may be inside ReadFile on it, and a closed handle's value could
+  // be reused under it. close() and the destructor close it.
+  void retireRead();
+  // Moves from's handles and state here, closing ours first; from is left
+  // closed and empty. Hands an end to the one thread that will use it.
+  void take(Pipe& from);
   HANDLE readHandle() const { return read_; }
   HANDLE writeHandle() const { return write_; }
   // Puts a handle in place without closing the old one.
@@ -65,6 +73,7 @@ class Pipe : public iFile {
   bool closed_;
   HANDLE read_;
   HANDLE write_;
+  HANDLE retired_;
   SECURITY_DESCRIPTOR descriptor_;
   SECURITY_ATTRIBUTES attributes_;
   unsigned long counter_;
