@@ -8,6 +8,7 @@
 
 #include <initializer_list>
 
+#include "GdbParse.hpp"
 #include "GdbSession.hpp"
 #include "cError.hpp"
 #include "iSpawn.hpp"
@@ -424,54 +425,18 @@ const char* BuildCommandLine(DebugContext*, const EXECINFO* info) {
   return result;
 }
 
-static void trimBlanks(String& text) {
-  int start = 0, end = text.length();
-  const char* p = text.text();
-  while (start < end && (p[start] == ' ' || p[start] == '\t')) start++;
-  while (end > start && (p[end - 1] == ' ' || p[end - 1] == '\t')) end--;
-  text = text.mid(start, end - start);
-}
-
-// A decimal number of digits only; false for anything else or an empty text.
-static bool parseDigits(const String& text, int& value) {
-  if (text.isEmpty()) return false;
-  long long n = 0;
-  for (const char* p = text.text(); *p; p++) {
-    if (*p < '0' || *p > '9') return false;
-    if (n < INT_MAX) n = n * 10 + (*p - '0');
-  }
-  value = n > INT_MAX ? INT_MAX : (int)n;
-  return true;
-}
-
 bool WatchLine(DebugContext* context, String& line, String& file, int& number,
                bool& terminated, bool& error) {
   file = "";
   number = 0;
   terminated = error = false;
   if (!context) return false;
-  bool found = false;
-  // Only the first colon counts: the drive letter's lies after it.
-  int colon = line.find(':');
-  if (colon >= 0) {
-    String rest = line.from(colon + 1), digits;
-    int paren = rest.find('(');
-    if (paren >= 0) {
-      digits = rest.from(paren + 1);
-      int close = digits.find(')');
-      if (close >= 0) digits.truncate(close);
-      trimBlanks(digits);
-      file = rest.mid(0, paren);
-      trimBlanks(file);
-    }
-    file.replaceAll("/", "\\");
-    int value;
-    if (!file.isEmpty() && GetFileAttributesA(file) != INVALID_FILE_ATTRIBUTES &&
-        parseDigits(digits, value)) {
-      number = value;
-      line.replaceAll("/", "\\");
-      found = true;
-    }
+  int value;
+  bool found = ParsePositionLine(line, file, value) &&
+               GetFileAttributesA(file) != INVALID_FILE_ATTRIBUTES;
+  if (found) {
+    number = value;
+    line.replaceAll("/", "\\");
   }
   terminated = line.find(terminatedText) >= 0;
   error = line.find(unhandledText) >= 0;

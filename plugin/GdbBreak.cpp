@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "DbgProcess.hpp"
+#include "GdbParse.hpp"
 #include "GdbSession.hpp"
 #include "GdbSettings.hpp"
 #include "cProfile.hpp"
@@ -164,19 +165,12 @@ int LoadBreakpoints(xDebugger& session, const char* workspace, const char* secti
   Profile profile(ProfilePath(text(workspace), path));
   Array<String> lines(true);
   profile.readSection(sectionName(section), lines);
-  // Greedy: separators beyond the last two stay in the file name.
-  Regexp entry("(.*)##(.*)##(.*)");
   for (int i = 0; i < lines.count(); i++) {
     const String* line = lines.get(i);
-    if (!line) continue;
-    int equals = line->find('=');
-    if (equals < 0) continue;
-    String value = line->from(equals + 1);
-    if (!entry.match(value)) continue;
-    String file = value.mid(entry.groupStart(1), entry.groupLength(1));
-    String number = value.mid(entry.groupStart(2), entry.groupLength(2));
+    String file, number, enabled;
+    if (!line || !ParseBreakpointEntry(*line, file, number, enabled)) continue;
     Breakpoint* b = new Breakpoint(file, number);
-    b->enabled = value.mid(entry.groupStart(3), entry.groupLength(3));
+    b->enabled = enabled;
     BreakpointList.add(b);
     session.SendCommand(b->command, false);
   }
