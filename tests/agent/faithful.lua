@@ -49,22 +49,35 @@ local function first_difference(a, b)
 end
 
 local passed, failed = 0, 0
+-- the agent's own lines where the program stops (step, over, debug.traceback)
+local function stops_removed(s)
+  s = string.gsub(s, '%[DEBUG%]> ', '')
+  s = string.gsub(s, '%[thread: [^%]]*%] Paused at file: [^\n]*\n', '')
+  s = string.gsub(s, 'Paused at file: [^\n]*\n', '')
+  return (string.gsub(s, 'Message: [^\n]*\n', ''))
+end
+
 -- case: prog; limit (compare only the first bytes, not the exit status); mask
 -- (applied to both outputs); unhandled (ends in an error, where the agent stops
--- by design until end of input ends the session)
+-- by design until end of input ends the session); stops (the program calls
+-- debug.traceback, which stops: the stops are masked); steps ('step' or 'over':
+-- the program is stepped through its first 1000 lines, then runs)
 local function faithful(case)
   local name = string.match(case.prog, '[^/]*$')
   -- line 1 of every program is a comment; lines 2-40 of a file that never
   -- runs share their numbers with lines that do run
   local cmds = { 'setb 1 ' .. name, 'setb 99999 ' .. case.prog }
   for l = 2, 40 do cmds[#cmds + 1] = 'setb ' .. l .. ' elsewhere.lua' end
-  cmds[#cmds + 1] = 'run'
+  if case.steps then cmds = { 'setb 99999 ' .. case.prog } end
+  for _ = 1, case.steps and 1000 or 0 do cmds[#cmds + 1] = case.steps end
+  for _ = 1, (case.stops or case.steps) and 20 or 1 do cmds[#cmds + 1] = 'run' end
   writefile(tmpdir .. '/input', table.concat(cmds, '\n') .. '\n')
   local prefix = { 'Lua Debugger - Version 1.20\nDesigned to work with the Tarn for Windows IDE\n',
                    'http://www.brennick.example/tarn/\n\nType \'help\' for commands\n' }
   for _, c in ipairs(cmds) do
     local line, file = string.match(c, '^setb (%d+) (.*)$')
     prefix[#prefix + 1] = '[DEBUG]> ' .. (line and 'Breakpoint set in file ' .. file .. ' line ' .. line .. '\n' or '')
+    if not line then break end   -- the program runs from here
   end
   prefix = table.concat(prefix)
 
@@ -83,6 +96,7 @@ local function faithful(case)
       end
       out2 = string.sub(out2, 1, (s or 1) - 1)
     end
+    if case.stops or case.steps then out2 = stops_removed(out2) end
     if case.mask then out1, out2 = case.mask(out1), case.mask(out2) end
     if case.limit then out1 = string.sub(out1, 1, #out2) end
     what = what or (out1 ~= out2 and 'standard output: ' .. first_difference(out1, out2))
@@ -93,9 +107,37 @@ local function faithful(case)
   if what then failed = failed + 1 print('FAIL ' .. name .. ': ' .. what) else passed = passed + 1 end
 end
 
--- own programs: coroutines, errors caught by pcall, deep recursion, varargs, tail calls
-for _, name in ipairs({ 'coroutines.lua', 'errors.lua', 'recursion.lua', 'varargs.lua', 'tailcalls.lua' }) do
-  faithful { prog = here .. '/programs/faithful/' .. name }
+-- own programs: coroutines, errors caught by pcall, deep recursion, varargs,
+-- tail calls, default files redirected and closed, unnamed chunks; each also
+-- stepped through with step and with over
+for _, name in ipairs({ 'coroutines.lua', 'errors.lua', 'recursion.lua', 'varargs.lua', 'tailcalls.lua',
+                        'redirect.lua', 'unnamed.lua', 'traceback.lua' }) do
+  local modes = name == 'recursion.lua' and { false } or { false, 'step', 'over' }
+  for _, steps in ipairs(modes) do
+    faithful { prog = here .. '/programs/faithful/' .. name, steps = steps, stops = name == 'traceback.lua' }
+  end
+end
+
+-- a 6000-line chunk loaded without a name, with breakpoints on the lines it
+-- runs in another file: memory under the agent within twice that of plain Lua
+do
+  writefile(tmpdir .. '/big.lua', [[
+local lines = {}
+for i = 1, 6000 do lines[i] = 'n = n + 1 -- see http://example/a/b/c:' .. i .. '/d/e/f/g/h' end
+local f = assert(loadstring('local n = 0\n' .. table.concat(lines, '\n') .. '\nreturn n'))
+print(f())
+collectgarbage('collect')
+print('KB', math.floor(collectgarbage('count')))
+]])
+  local cmds = {}
+  for l = 2, 200 do cmds[#cmds + 1] = 'setb ' .. l .. ' elsewhere.lua' end
+  cmds[#cmds + 1] = 'run'
+  writefile(tmpdir .. '/input', table.concat(cmds, '\n') .. '\n')
+  local plain = tonumber(string.match(run(lua .. ' ' .. q(tmpdir .. '/big.lua'), tmpdir .. '/empty'), 'KB\t(%d+)'))
+  local agent = tonumber(string.match(run(lua .. ' -e ' .. q("require('debugger').start()") .. ' ' .. q(tmpdir .. '/big.lua'),
+                                          tmpdir .. '/input'), 'KB\t(%d+)'))
+  if plain and agent and agent <= 2 * plain then passed = passed + 1
+  else failed = failed + 1 print('FAIL memory: ' .. tostring(agent) .. ' KB under the agent, ' .. tostring(plain) .. ' KB plain') end
 end
 
 -- Not run: globals.lua, table.lua and xd.lua read standard input, which carries

@@ -1,0 +1,17 @@
+-- default files redirected and closed, as test suites do
+local name = os.tmpname()
+io.output(name)
+io.write('to the file\n')
+print('print still goes to standard output')
+io.close()
+print('default output closed:', pcall(io.write, 'x'))
+io.output(io.stdout)
+io.write('back on standard output\n')
+io.input(name)
+print('read back:', io.read('*l'))
+io.close(io.input())
+print('default input closed:', pcall(io.read, '*l'))
+io.input(io.stdin)
+for i = 1, 3 do io.write(i, ' ') end
+io.write('\n')
+os.remove(name)
