@@ -121,6 +121,10 @@ add { name = 'dump and what on a value that cannot be indexed', prog = 'levels.l
   expect = T(P .. 'Breakpoint set in file levels.lua line 10', P .. stop('levels.lua', 10, 1, true),
              P .. "Run error: attempt to index 'x' (a number value)", P .. "Run error: attempt to index 'x' (a number value)",
              P .. "Run error: attempt to index 'co' (a thread value)", P .. 'x = 2;', P .. '2\tfalse\t3\t4') }
+add { name = 'strict globals: stops, statements and breakpoints leave the guard alone', prog = 'strict.lua',
+  input = { 'setb 6 strict.lua', 'run', '=add(2, 3)', 'over', 'setb', '=rawget(_G, "breakline")', 'run' },
+  expect = T(P .. 'Breakpoint set in file strict.lua line 6', P .. stop('strict.lua', 6, 1, true), P .. '5\t',
+             P .. stop('strict.lua', 7, 1), P .. 'Breakpoint set in file strict.lua line 7', P .. '7\t', P .. 'x=3') }
 --}}}
 --{{{ pause(), sessions, poff/pon, level 0
 add { name = 'pause: stop after pause(), messages, over at level 0, exit and a new session', prog = 'pausing.lua',
