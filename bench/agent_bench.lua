@@ -1,13 +1,15 @@
--- Cost of the debugger agent in run mode. Not a test: run it by hand,
---   lua5.1 bench/agent_bench.lua [runs] [agent] [interpreter]
--- Two CPU-bound programs ("calls": recursion and method calls, "loops": nested
--- loops over tables) each run in fresh child processes: plain, under an empty
--- "crl" hook (the floor for any agent written in Lua), under a minimal hook
--- that only counts levels and looks breakpoints up, and under the agent
--- (started, breakpoints set on lines never reached, then "run"); the last row
--- also has breakpoints of another file on the program's busiest line numbers.
--- Each child times the program with os.clock; the table shows the median of
--- the runs and the ratios to plain Lua and to the empty hook of the same run.
+-- Cost of the debugger agent. Not a test: run it by hand,
+--   lua5.1 bench/agent_bench.lua [runs] [agent] [interpreter] [former agent]
+-- A CPU-bound workload (fib, a sieve, sort with a Lua comparator, string
+-- building) runs in fresh child processes: plain, under an empty "crl" hook
+-- (the floor for any agent written in Lua) and under the agent: run mode
+-- (breakpoints that are never reached, then "run"), run mode with breakpoints
+-- of another file on the workload's busiest line numbers, "over" across the
+-- workload (a breakpoint on the line that calls it, then over), and a watch
+-- expression that never holds. The last two also show their cost per line
+-- executed, in microseconds over plain Lua. With a former agent (a file, say
+-- from git show) its rows come from the same run.
+-- Each child times the workload with os.clock; the table shows the median.
 
 local function shell(cmd)
   local p = assert(io.popen(cmd, 'r'))
@@ -17,142 +19,121 @@ local function shell(cmd)
 end
 local function q(s) return "'" .. string.gsub(s, "'", "'\\''") .. "'" end
 
---{{{ the debugged programs
+--{{{ the workload
 local function fib(n)
   if n < 2 then return n end
-  return fib(n - 1) + fib(n - 2)          -- busy line of "calls"
+  return fib(n - 1) + fib(n - 2)
 end
 
-local Point = {}
-Point.__index = Point
-function Point.new(x, y) return setmetatable({ x = x, y = y }, Point) end
-function Point:add(o) return Point.new(self.x + o.x, self.y + o.y) end
-function Point:len2() return self.x * self.x + self.y * self.y end
-
-local function never_called()   -- breakpoints on its lines are never reached
-  local unused = 1
-  return unused
-end
-
-local programs = {}
-
-function programs.calls()
-  local acc = 0
-  for round = 1, 30 do
-    acc = acc + fib(16)
-    local p = Point.new(0, 0)
-    for i = 1, 3000 do
-      p = p:add(Point.new(i % 7, i % 5))
-      if p:len2() > 1e6 then p = Point.new(1, 1) end
+local function sieve(n)
+  local composite, count = {}, 0
+  for i = 2, n do
+    if not composite[i] then
+      count = count + 1
+      for j = i * i, n, i do composite[j] = true end
     end
-    local words = {}
-    for i = 1, 1500 do
-      words[#words + 1] = string.format('w%04d', (i * 7919) % 1500)
-    end
-    table.sort(words, function(a, b) return a > b end)
-    for _, w in ipairs(words) do acc = acc + #w end
-    acc = acc + p.x
   end
-  return acc
+  return count
 end
 
-function programs.loops()
-  local acc = 0
-  for round = 1, 300 do
-    local w, h = 24, 24
-    local g = {}
-    for y = 1, h do
-      local row = {}
-      for x = 1, w do row[x] = (x * y + round) % 7 end
-      g[y] = row
-    end
-    for pass = 1, 4 do
-      for y = 2, h - 1 do
-        local up, row, down = g[y - 1], g[y], g[y + 1]
-        for x = 2, w - 1 do
-          local s = up[x] + down[x] + row[x - 1] + row[x + 1]
-          row[x] = (s + row[x]) % 5   -- busy line of "loops"
-        end
-      end
-    end
-    local parts = {}
-    for y = 1, h do
-      local s = 0
-      for x = 1, w do s = s + g[y][x] end
-      parts[#parts + 1] = s
-    end
-    acc = acc + #table.concat(parts, ',')
-  end
-  return acc
+local function sorting(n)
+  local t = {}
+  for i = 1, n do t[i] = (i * 7919) % n end
+  table.sort(t, function(a, b) return a > b end)
+  return t[1] + t[n]
+end
+
+local function strings(n)
+  local parts = {}
+  for i = 1, n do parts[#parts + 1] = string.format('%d:%s', i, tostring(i * 3)) end
+  local s = ''
+  for _ = 1, n / 20 do s = s .. 'x' end
+  return #table.concat(parts, ',') + #s
+end
+
+local function work()
+  return fib(22) + sieve(200000) + sorting(30000) + strings(30000)
 end
 --}}}
 
 if arg[1] == '--child' then
-  local program, kind, agent = arg[2], arg[3], arg[4]
+  local kind, agent = arg[2], arg[3]
+  local counts
   if kind == 'empty' then
     debug.sethook(function() end, 'crl')
-  elseif kind == 'minimal' then
-    local level, breaks = 0, { [-1] = true }
-    debug.sethook(function(event, line)
-      if event == 'call' then
-        level = level + 1
-      elseif event == 'return' then
-        if level > 0 then level = level - 1 end
-      elseif line and breaks[line] then
-        error('breakpoint reached')
-      end
-    end, 'crl')
-  elseif kind == 'agent' or kind == 'busy' then
+  elseif kind == 'count' then
+    counts = {}
+    debug.sethook(function(_, l) counts[l] = (counts[l] or 0) + 1 end, 'l')
+  elseif kind ~= 'plain' then
     local M = assert(loadfile(agent))()
     M.start()
   end
-  local t0 = os.clock()
-  local result = programs[program]()
+  local t0 = os.clock() local result = work()   -- WORK LINE
   local t = os.clock() - t0
   debug.sethook()
+  if counts then
+    local total, lines = 0, {}
+    for l, n in pairs(counts) do total = total + n lines[#lines + 1] = l end
+    table.sort(lines, function(a, b) return counts[a] > counts[b] end)
+    io.write('\nlines ', total, ' busiest ', lines[1], ' ', lines[2], ' ', lines[3], '\n')
+  end
   io.write('\nelapsed ', string.format('%.4f', t), ' result ', result, '\n')
   return
 end
 
 local runs = tonumber(arg[1]) or 5
 local here = string.match(arg[0], '^(.*)/[^/]*$') or '.'
-local agent = arg[2] or (here .. '/../agent/debugger.lua')
+local agents = { arg[2] or (here .. '/../agent/debugger.lua'), arg[4] }
 local lua = arg[3] or 'lua5.1'
 local self = arg[0]
-local name = string.match(self, '[^/]*$')
 
--- line numbers of never_called and of the busy lines
-local src = assert(io.open(self)):read('*a')
-local unused, busy = nil, {}
+local function child(kind, agent, input)
+  local out = shell(lua .. ' ' .. q(self) .. ' --child ' .. kind .. ' ' .. q(agent or '-')
+                    .. ' < ' .. q(input or '/dev/null') .. ' 2>&1')
+  local t, result = string.match(out, '\nelapsed (%S+) result (%S+)\n')
+  if not t then
+    io.stderr:write('the workload under ', kind, ' failed:\n', out, '\n')
+    os.exit(1)
+  end
+  return tonumber(t), result, out
+end
+
+-- line events of the workload, its busiest lines, the line that calls it
+local _, _, counted = child('count')
+local lines, b1, b2, b3 = string.match(counted, '\nlines (%d+) busiest (%d+) (%d+) (%d+)\n')
+lines = tonumber(lines)
+local work_line = 0
 do
   local n = 0
-  for l in string.gmatch(src, '([^\n]*)\n') do
+  for l in io.lines(self) do
     n = n + 1
-    if not unused and string.find(l, 'local unused = 1', 1, true) then unused = n end
-    if string.find(l, '-- busy line of', 1, true) then busy[#busy + 1] = n end
+    if work_line == 0 and string.find(l, '-- WORK LINE', 1, true) then work_line = n end
   end
 end
-local function commands(extra)
+
+local function commands(list)
   local path = os.tmpname()
   local f = assert(io.open(path, 'w'))
-  f:write('setb ', unused, ' ', self, '\n', 'setb ', unused + 1, ' ', name, '\n')
-  f:write('setb ', unused, ' elsewhere.lua\n')
-  for _, l in ipairs(extra or {}) do f:write('setb ', l, ' elsewhere.lua\n') end
-  f:write('run\n')
+  f:write(table.concat(list, '\n'), '\n')
   f:close()
   return path
 end
-local input = { agent = commands(), busy = commands(busy) }
+local never = { 'setb 99999 ' .. self, 'setb ' .. work_line .. ' elsewhere.lua' }
+local inputs = {
+  run = commands { never[1], never[2], 'run' },
+  busy = commands { never[1], 'setb ' .. b1 .. ' elsewhere.lua', 'setb ' .. b2 .. ' elsewhere.lua',
+                    'setb ' .. b3 .. ' elsewhere.lua', 'run' },
+  over = commands { 'setb ' .. work_line .. ' ' .. self, 'run', 'over', 'run' },
+  watch = commands { 'setw n == -1', 'run' },
+}
 
-local function measure(program, kind)
-  local out = shell(lua .. ' ' .. q(self) .. ' --child ' .. program .. ' ' .. kind .. ' ' .. q(agent)
-                    .. ' < ' .. q(input[kind] or '/dev/null') .. ' 2>&1')
-  local t, result = string.match(out, '\nelapsed (%S+) result (%S+)\n')
-  if not t or string.find(out, 'Paused at', 1, true) then
-    io.stderr:write(program, ' under ', kind, ' failed:\n', out, '\n')
-    os.exit(1)
-  end
-  return tonumber(t), result
+local rows = { { 'plain', 'plain Lua' }, { 'empty', 'empty "crl" hook' } }
+for i, agent in ipairs(agents) do
+  local who = i == 1 and 'agent' or 'former agent'
+  rows[#rows + 1] = { 'run', who .. ', run mode', agent }
+  rows[#rows + 1] = { 'busy', who .. ', + breakpoints on busy lines', agent, per = 'run' }
+  rows[#rows + 1] = { 'over', who .. ', over across the workload', agent, per_line = true }
+  rows[#rows + 1] = { 'watch', who .. ', a watch expression', agent, per_line = true }
 end
 
 local function median(t)
@@ -162,32 +143,33 @@ local function median(t)
   return (t[n / 2] + t[n / 2 + 1]) / 2
 end
 
-local kinds = { 'plain', 'empty', 'minimal', 'agent', 'busy' }
-local label = {
-  plain = 'plain Lua', empty = 'empty "crl" hook', minimal = 'minimal hook: levels, breakpoints',
-  agent = 'agent, run mode', busy = 'agent, + breakpoints on busy lines',
-}
-print(string.format('agent: %s; %d runs each, median CPU seconds (os.clock)', agent, runs))
-print(string.format('%-8s %-36s %8s %8s %8s', 'program', 'under', 'seconds', 'x plain', 'x empty'))
-for _, program in ipairs({ 'calls', 'loops' }) do
-  local times, results = {}, {}
-  for _, kind in ipairs(kinds) do times[kind] = {} end
-  for _ = 1, runs do
-    for _, kind in ipairs(kinds) do
-      local t, result = measure(program, kind)
-      table.insert(times[kind], t)
-      results[result] = true
-    end
-  end
-  if next(results, next(results)) then
-    io.stderr:write(program, ': the results differ between runs\n')
-    os.exit(1)
-  end
-  local med = {}
-  for _, kind in ipairs(kinds) do med[kind] = median(times[kind]) end
-  for _, kind in ipairs(kinds) do
-    print(string.format('%-8s %-36s %8.3f %8.2f %8s', program, label[kind], med[kind], med[kind] / med.plain,
-                        kind == 'plain' and '' or string.format('%.2f', med[kind] / med.empty)))
+local times, results = {}, {}
+for _ = 1, runs do
+  for i, row in ipairs(rows) do
+    local kind = row[1]
+    local t, result = child(kind == 'plain' and 'plain' or kind == 'empty' and 'empty' or 'agent', row[3], inputs[kind])
+    times[i] = times[i] or {}
+    table.insert(times[i], t)
+    results[result] = true
   end
 end
-for _, path in pairs(input) do os.remove(path) end
+if next(results, next(results)) then
+  io.stderr:write('the results differ between runs\n')
+  os.exit(1)
+end
+
+print(string.format('workload: %d line events; %d runs each, median CPU seconds (os.clock)', lines, runs))
+print(string.format('%-42s %8s %8s %8s %10s %8s', 'under', 'seconds', 'x plain', 'x empty', 'x run mode', 'us/line'))
+local med, by_kind = {}, {}
+for i, row in ipairs(rows) do
+  med[i] = median(times[i])
+  by_kind[(row[3] or '') .. row[1]] = med[i]
+end
+for i, row in ipairs(rows) do
+  local run_mode = row.per and by_kind[(row[3] or '') .. row.per]
+  print(string.format('%-42s %8.3f %8.2f %8s %10s %8s', row[2], med[i], med[i] / med[1],
+                      i == 1 and '' or string.format('%.2f', med[i] / med[2]),
+                      run_mode and string.format('%.2f', med[i] / run_mode) or '',
+                      row.per_line and string.format('%.2f', (med[i] - med[1]) / lines * 1e6) or ''))
+end
+for _, path in pairs(inputs) do os.remove(path) end
