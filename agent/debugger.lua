@@ -113,6 +113,7 @@ local fast        = false
 local watching    = false   -- a watch expression that compiled exists
 local ALL         = setmetatable({}, { __index = function() return true end })
 local special     = ALL
+local any_special = true    -- false: run mode without breakpoints
 
 -- over/out: each thread's step level says where it stops (record.set_step):
 -- the thread the command was given in at or below its level, the threads
@@ -1183,9 +1184,10 @@ function update_mode()
       if next(files) then s[l] = BREAK_LINE end
     end
     special = s
-
+    any_special = next(s) ~= nil
   else
     special = ALL
+    any_special = true
   end
 end
 
@@ -1373,9 +1375,10 @@ local function new_thread(th, base0)
   function run_hook(event, line)
     local ln = line
     if not ln then
-      if event ~= 'tail return' then return end
+      if event ~= 'tail return' or not any_special then return end
       ln = getinfo(2, 'l').currentline
     end
+
     local s = special[ln]
     if not s then return end
     if s == BREAK_LINE then
