@@ -55,7 +55,7 @@ static void print_usage (void) {
   "usage: %s [options] script [file [args...]]\n"
   "Runs the Lua 5.1 program script under the debugger agent, which reads its\n"
   "commands from standard input. file and args reach the program as arg[1]...\n"
-  "and as '...'; arg[0] is script.\n"
+  "and as '...'; arg[0] is script. The agent's exit command ends the program.\n"
   "Available options are:\n"
   "  -a agent  load the debugger agent from the Lua file agent\n"
   "  -h        show this help and exit\n"
@@ -63,8 +63,8 @@ static void print_usage (void) {
   "  --        stop handling options\n"
   "Without -a the agent is the file named by the environment variable %s,\n"
   "else resource %d of %s in this program's folder.\n"
-  "Exit codes: 0 the program ended, 1 unhandled error or bad usage,\n"
-  "%d the program cannot be loaded, %d no debugger agent.\n",
+  "Exit codes: 0 the program ended or exit was given, 1 unhandled error or\n"
+  "bad usage, %d the program cannot be loaded, %d no debugger agent.\n",
   progname, AGENT_ENV, AGENT_ID, AGENT_DLL, EXIT_NOSCRIPT, EXIT_NOAGENT);
 }
 
