@@ -1,5 +1,6 @@
 #include "host.h"
 
+#include <psapi.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -17,6 +18,8 @@ const char* const hostExportNames[9] = {
 };
 
 void (*hostCallbackHook)(const void* data, unsigned int kind);
+volatile int hostKeepText = 1;
+volatile LONGLONG hostTextBytes;
 
 /* ------------------------------------------------------------ the log */
 
@@ -49,7 +52,9 @@ void __cdecl hostOutput(const void* data, unsigned int kind) {
     e.text = copyText(file);
     e.line = location->line;
   } else {
-    e.text = copyText((const char*)data);
+    size_t n = strlen((const char*)data);
+    if (kind == 0) InterlockedExchangeAdd64(&hostTextBytes, (LONGLONG)n);
+    e.text = copyText(kind == 0 && !hostKeepText ? "" : (const char*)data);
   }
   AcquireSRWLockExclusive(&lock);
   if (eventCount == eventCapacity) {
@@ -188,17 +193,7 @@ int hostLoad(HostPlugin* plugin, const char* path, char* error, int size) {
 }
 
 void hostUnload(HostPlugin* plugin) {
-  int i;
-  DWORD self = GetCurrentThreadId();
-  /* A reader thread may still be on its way out through the DLL's code. */
   AcquireSRWLockExclusive(&lock);
-  for (i = 0; i < callerCount; i++) {
-    HANDLE thread = callers[i] == self ? NULL : OpenThread(SYNCHRONIZE, FALSE, callers[i]);
-    if (thread) {
-      WaitForSingleObject(thread, 5000);
-      CloseHandle(thread);
-    }
-  }
   callerCount = 0;
   ReleaseSRWLockExclusive(&lock);
   if (plugin->dll) FreeLibrary(plugin->dll);
@@ -272,4 +267,35 @@ void* hostCallPointer(void* o, int n) { return SLOT(SlotP, o, n)(o, 0); }
 
 void* hostCallDestructor(void* o, unsigned int flags) {
   return SLOT(SlotPU, o, HS_DESTRUCTOR)(o, 0, flags);
+}
+
+/* ------------------------------------------------------------ resources */
+
+size_t hostHeapInUse(void) {
+  HANDLE heaps[64];
+  DWORD n = GetProcessHeaps(64, heaps), i;
+  size_t total = 0;
+  for (i = 0; i < n && i < 64; i++) {
+    PROCESS_HEAP_ENTRY e;
+    e.lpData = NULL;
+    if (!HeapLock(heaps[i])) continue;
+    while (HeapWalk(heaps[i], &e))
+      if (e.wFlags & PROCESS_HEAP_ENTRY_BUSY) total += e.cbData;
+    HeapUnlock(heaps[i]);
+  }
+  return total;
+}
+
+size_t hostCommitted(void) {
+  PROCESS_MEMORY_COUNTERS c;
+  c.cb = sizeof c;
+  return K32GetProcessMemoryInfo(GetCurrentProcess(), &c, sizeof c) ? c.PagefileUsage : 0;
+}
+
+int hostHandleCount(void) {
+  int n = 0;
+  size_t value;
+  DWORD flags;
+  for (value = 4; value < 0x10000; value += 4) n += GetHandleInformation((HANDLE)value, &flags) != 0;
+  return n;
 }

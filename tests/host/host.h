@@ -94,7 +94,8 @@ extern const char* const hostExportNames[9];
 /* Loads the DLL and finds all nine exports; 0 and a message in error (when
    given) if the DLL or any export is missing. */
 int hostLoad(HostPlugin* plugin, const char* path, char* error, int size);
-/* Waits for the threads that called back to end, then frees the DLL. */
+/* Frees the DLL at once, as the IDE would: a thread of the plug-in still
+   on its way out must keep the module loaded itself. */
 void hostUnload(HostPlugin* plugin);
 
 /* A start record with the host's callback in place. */
@@ -156,6 +157,17 @@ int hostWaitFor(int from, int kind, const char* part, DWORD milliseconds);
 int hostWaitForOutput(int from, const char* part, DWORD milliseconds);
 /* Handles this thread's messages for milliseconds. */
 void hostPump(DWORD milliseconds);
+
+/* When 0, kind-0 texts are counted but not kept (floods); hostTextBytes
+   counts their bytes either way. */
+extern volatile int hostKeepText;
+extern volatile LONGLONG hostTextBytes;
+
+/* What this process holds: heap blocks in use, committed private memory
+   and open handles (counted by probing: not every system counts them). */
+size_t hostHeapInUse(void);
+size_t hostCommitted(void);
+int hostHandleCount(void);
 
 /* When set, called on every callback after it is logged, on the calling
    thread (for tests that make the IDE misbehave). */
