@@ -302,7 +302,10 @@ void String::insertChar(char ch, int pos) {
   if (capacity_ - length_ < 3) growKeep(capacity_ + 2);
   memmove(buffer_ + pos + 1, buffer_ + pos, length_ - pos + 1);
   buffer_[pos] = ch;
-  // a zero byte cuts the text but deliberately not the recorded length
+  // A zero byte cuts the text but deliberately not the recorded length, so
+  // the tail may end one past it; the terminator is put back there, or a
+  // second zero would push it out of reach.
+  buffer_[length_ + 1] = 0;
   if (ch) length_++;
 }
 
@@ -318,6 +321,7 @@ void String::insertText(const char* text, int pos) {
   if (capacity_ - length_ <= n) growKeep(capacity_ + 1 + n);
   memmove(buffer_ + pos + n, buffer_ + pos, length_ - pos + 1);
   memcpy(buffer_ + pos, text, n);
+  buffer_[length_ + n] = 0;  // see insertChar: the tail ends at the length
   length_ = (int)strlen(buffer_);
 }
 
@@ -594,6 +598,7 @@ void String::replaceAt(int pos, int oldLen, const char* newText, int newLen) {
   memmove(buffer_ + pos + newLen, buffer_ + pos + oldLen, length_ - pos - oldLen + 1);
   memcpy(buffer_ + pos, newText, newLen);
   length_ += newLen - oldLen;
+  buffer_[length_] = 0;  // the old one may have lain past the length
 }
 
 // Room for one more copy of the new text, grown geometrically (the capacity

@@ -1,0 +1,76 @@
+// StreamCache driven by a byte script against a plain model: appends of
+// any length (zeros included), both getLine forms, clear, and the final
+// flag, with any delimiter.
+#include <string.h>
+
+#include "cStreamCache.hpp"
+#include "fuzz.hpp"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  setLogPath("");
+  Bytes in(data, size);
+  char delimiter = (char)in.byte();
+  StreamCache cache(delimiter);
+  std::string pending;  // the model: what is still to be taken
+  bool final = false;
+  while (!in.empty()) {
+    switch (in.byte() % 6) {
+      case 0:
+      case 1: {  // bytes as they are
+        std::string t = in.text(200);
+        final = in.byte() & 1;
+        cache.append(t.data(), (int)t.size(), final);
+        pending += t;
+        break;
+      }
+      case 2: {  // a zero-terminated text
+        std::string t = in.text(40);
+        final = in.byte() & 1;
+        cache.append(t.c_str(), final);
+        pending += t.c_str();
+        break;
+      }
+      case 3: {
+        const char* line;
+        int length;
+        bool got = cache.getLine(line, length);
+        size_t at = pending.find(delimiter);
+        if (at != std::string::npos) {
+          FUZZ_CHECK(got && std::string(line, length) == pending.substr(0, at + 1));
+          pending.erase(0, at + 1);
+        } else if (final && !pending.empty()) {
+          FUZZ_CHECK(got && std::string(line, length) == pending);
+          pending.clear();
+        } else {
+          FUZZ_CHECK(!got && length == 0);
+        }
+        break;
+      }
+      case 4: {
+        String line;
+        bool got = cache.getLine(line);
+        size_t at = pending.find(delimiter);
+        std::string want;
+        if (at != std::string::npos) {
+          want = pending.substr(0, at + 1);
+          pending.erase(0, at + 1);
+        } else if (final && !pending.empty()) {
+          want = pending;
+          pending.clear();
+        }
+        FUZZ_CHECK(got == !want.empty());
+        FUZZ_CHECK(std::string(line.text()) == want.c_str());  // a String stops at zero
+        break;
+      }
+      case 5:
+        cache.clear();
+        pending.clear();
+        final = false;
+        break;
+    }
+    FUZZ_CHECK(cache.length() == (int)pending.size());
+    FUZZ_CHECK(cache.isFinal() == final);
+    FUZZ_CHECK(strcmp(cache.text(), pending.c_str()) == 0);
+  }
+  return 0;
+}
