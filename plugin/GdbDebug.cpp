@@ -65,9 +65,10 @@ BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
 // Waits for the reader thread, keeping the host's windows alive meanwhile.
 // A debugger still there on the thousandth pass is killed; no sleep, so the
 // host stays as responsive as it would be in its own loop. A reader that a
-// fault ended keeps its flag up: its thread is gone all the same.
+// fault ended keeps its flag up, so its debugger is killed too; the wait
+// after a kill is for output still coming, and bounded.
 static void waitForReader(DbgProcess& process) {
-  for (int count = 1000; process.readerActive() == 1 && process.readerRunning();) {
+  for (int count = 1000; process.readerActive() == 1;) {
     pump();
     if (--count == 0) {
       process.kill(99);

@@ -2,26 +2,11 @@
 // programs in programs/, checked by what the host sees: text, marker, notice.
 #include "fixture.hpp"
 
-#include <tlhelp32.h>
-
 #include <algorithm>
-#include <thread>
 
 namespace {
 
 std::string slashes(std::string s) { return std::replace(s.begin(), s.end(), '\\', '/'), s; }
-
-// The one debugger this process has started that still runs; 0 unless one.
-DWORD debugger() {
-  HANDLE snap = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-  PROCESSENTRY32 e = {sizeof e};
-  DWORD id = 0, found = 0;
-  for (BOOL ok = Process32First(snap, &e); ok; ok = Process32Next(snap, &e))
-    if (e.th32ParentProcessID == GetCurrentProcessId() && !_stricmp(e.szExeFile, "SorbLua.exe"))
-      id = e.th32ProcessID, found++;
-  CloseHandle(snap);
-  return found == 1 ? id : 0;
-}
 
 class Session : public Plugin {
  protected:
@@ -182,23 +167,6 @@ TEST_F(Session, KillEndsTheProgram) {
   EXPECT_TRUE(ended());
   EXPECT_FALSE(has(output(from), "caught"));
   EXPECT_EQ(0, hostCount(0, 2, nullptr));
-}
-
-// A program that runs on reads no commands, so the quit word cannot end its
-// debugger: stop kills it (the watchdog, only should stop miss it).
-TEST_F(Session, StopKillsADebuggerWhoseProgramRunsOn) {
-  start("forever.lua");
-  EXPECT_EQ(1, hostCall(session(), HS_RUN));
-  HANDLE child = OpenProcess(PROCESS_ALL_ACCESS, FALSE, debugger());
-  ASSERT_NE(nullptr, child);
-  std::thread watchdog([child] {
-    if (WaitForSingleObject(child, 10000) == WAIT_TIMEOUT) TerminateProcess(child, 77);
-  });
-  DWORD start = GetTickCount();
-  stop();
-  watchdog.join();
-  EXPECT_GT(5000u, GetTickCount() - start);
-  EXPECT_EQ(99u, exitCode(child)) << "77: the watchdog had to end it";
 }
 
 // The launcher runs the file it is given; a restart gives it another, and
