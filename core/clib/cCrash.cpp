@@ -21,7 +21,16 @@ const char separator[] =
     "\n//======================================================================="
     "\n";
 const char noRoom[] = "No more room for tracing.\n";
-const char caption[] = "Application Error";
+const char defaultCaption[] = "Application Error";
+// The notice of an application object: it speaks for the editor.
+const char applicationNotice[] =
+    "Tarn has detected an internal program error. It is recommended that you "
+    "carefully save your current work files and restart the editor.\n\n"
+    "If possible, please help to fix this bug by sending us a short description "
+    "of how to reproduce the crash, along with the following error files:\n\n"
+    "   %s\n   %s\n\nto this e-mail address:\n\n"
+    "crash-reports@sorblua.example"
+    "\n\nYour help in fixing this bug is greatly appreciated. TIA.\n";
 const char genericNotice[] =
     "The application has detected an internal program error. If possible, "
     "please help to fix this bug by sending us a short description of how to "
@@ -66,6 +75,10 @@ char reportFile[MAX_PATH];
 char dumpFile[MAX_PATH];
 PVOID vectoredHandle;
 bool quiet;
+// The application object, when there is one, and the title it set.
+HWND (*appWindow)();
+bool appQuiet;
+char appTitle[256];
 unsigned char dialogBusy;
 LONG writing;  // one report at a time, even with two threads crashing
 // The last exception reported: with both the vectored handler and the
@@ -606,8 +619,10 @@ LONG WINAPI crashFilter(EXCEPTION_POINTERS* info) {
   return 1;
 }
 
-void showNotice(const char* text) {
-  if (!quiet) MessageBoxA(0, text, caption, MB_OK | MB_ICONEXCLAMATION | MB_TASKMODAL);
+void showNotice(const char* text, HWND owner = 0) {
+  if (quiet) return;
+  const char* caption = appTitle[0] ? appTitle : defaultCaption;
+  MessageBoxA(owner, text, caption, MB_OK | MB_ICONEXCLAMATION | MB_TASKMODAL);
 }
 
 }  // namespace
@@ -634,11 +649,20 @@ bool Exception::write(EXCEPTION_POINTERS* info, DWORD code) {
   return dumped;
 }
 
-void Exception::notice() {
+// The application's own notice needs an application object whose quiet
+// flag is clear; anything else gets the generic one.
+void Exception::notice(bool generic) {
   derivePaths();
-  static char text[sizeof genericNotice + 2 * MAX_PATH];
-  snprintf(text, sizeof text, genericNotice, reportFile, dumpFile);
-  showNotice(text);
+  static char text[sizeof applicationNotice + 2 * MAX_PATH];
+  bool forApp = appWindow && !appQuiet && !generic;
+  snprintf(text, sizeof text, forApp ? applicationNotice : genericNotice, reportFile, dumpFile);
+  showNotice(text, forApp ? appWindow() : 0);
+}
+
+void setCrashApplication(HWND (*mainWindow)(), const char* title, bool quietFlag) {
+  appWindow = mainWindow;
+  appQuiet = quietFlag;
+  snprintf(appTitle, sizeof appTitle, "%s", title ? title : "");
 }
 
 void installCrashHandler() {

@@ -3,6 +3,7 @@
 
 #include <shellapi.h>
 
+#include "cCrash.hpp"
 #include "xMonitor.hpp"
 
 
@@ -36,6 +37,22 @@ void xApplication::setInstance(HINSTANCE module) { resourceModule = module; }
 xWindowObject* xApplication::mainWindow() { return mainWindowObject; }
 
 void xApplication::setMainWindow(xWindowObject* window) { mainWindowObject = window; }
+
+static HWND mainWindowHandle() {
+  return mainWindowObject ? mainWindowObject->getHandle() : 0;
+}
+
+void xApplication::setCrashNotice(const char* title, bool quiet) {
+  setCrashApplication(mainWindowHandle, title, quiet);
+}
+
+LONG WINAPI xApplication::unhandledFilter(EXCEPTION_POINTERS* info) {
+  Exception::write(info, EXCEPTION_ACCESS_VIOLATION);
+  Exception::notice(true);
+  return EXCEPTION_EXECUTE_HANDLER;
+}
+
+void xApplication::installUnhandledFilter() { SetUnhandledExceptionFilter(unhandledFilter); }
 
 void xApplication::showHelp(int contextId) {
   if (helpHandler) {

@@ -41,6 +41,15 @@ class xApplication {
   // Handles the messages waiting now; false once WM_QUIT was seen.
   static bool pump();
 
+  // Makes a program built on the framework the application object of the
+  // crash notice: owned by the main window, captioned with title; quiet
+  // gives the generic notice instead.
+  static void setCrashNotice(const char* title, bool quiet = false);
+  // The framework's own unhandled-exception filter: writes the report as for
+  // an access violation, shows the generic notice and returns 1.
+  static LONG WINAPI unhandledFilter(EXCEPTION_POINTERS* info);
+  static void installUnhandledFilter();
+
   // The profile of window placements (may be absent).
   static class xProfile* profile();
   static void setProfile(class xProfile* profile);

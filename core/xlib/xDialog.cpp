@@ -237,6 +237,16 @@ bool xDialogBase::endDialog(int code) {
 
 INT_PTR CALLBACK xDialogBase::dialogProc(HWND hwnd, UINT message, WPARAM wParam,
                                           LPARAM lParam) {
+  try {
+    return dialogMessage(hwnd, message, wParam, lParam);
+  } catch (...) {
+    xReportCallbackException("a dialog procedure");
+    if (message == WM_NCDESTROY) detach(hwnd);
+    return FALSE;
+  }
+}
+
+INT_PTR xDialogBase::dialogMessage(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
   if (message == WM_INITDIALOG) {
     xDialogBase* dialog = (xDialogBase*)lParam;
     if (!dialog) {

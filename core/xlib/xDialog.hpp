@@ -62,6 +62,7 @@ class xDialogBase : public xFrameWindow {
 
   // The one procedure of every dialog; the object is the creation parameter.
   static INT_PTR CALLBACK dialogProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam);
+  static INT_PTR dialogMessage(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam);
 
   // Item helpers by control id.
   bool setItemText(int id, const char* text);

@@ -63,10 +63,15 @@ class xSystemMonitors : public xMonitors {
   static BOOL CALLBACK addMonitor(HMONITOR monitor, HDC, LPRECT, LPARAM data) {
     MONITORINFO info;
     info.cbSize = sizeof info;
-    if (api().getInfo(monitor, &info)) {
-      const RECT& r = info.rcMonitor;
-      ((xSystemMonitors*)data)
-          ->add(handleValue(monitor), r.left, r.top, r.right - r.left, r.bottom - r.top);
+    try {
+      if (api().getInfo(monitor, &info)) {
+        const RECT& r = info.rcMonitor;
+        ((xSystemMonitors*)data)
+            ->add(handleValue(monitor), r.left, r.top, r.right - r.left, r.bottom - r.top);
+      }
+    } catch (...) {
+      xReportCallbackException("the monitor enumeration");
+      return FALSE;
     }
     return TRUE;
   }

@@ -63,6 +63,16 @@ bool xWindow::create(xWindowObject* parent, const char* title, DWORD style, cons
 }
 
 LRESULT CALLBACK xWindow::commonProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+  try {
+    return windowMessage(hwnd, message, wParam, lParam);
+  } catch (...) {
+    xReportCallbackException("a window procedure");
+    if (message == WM_NCDESTROY) detach(hwnd);
+    return 0;  // also fails a WM_NCCREATE: no half-made window
+  }
+}
+
+LRESULT xWindow::windowMessage(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
   if (message == WM_NCCREATE) {
     xWindow* window = (xWindow*)((CREATESTRUCTA*)lParam)->lpCreateParams;
     if (window) {

@@ -35,6 +35,7 @@ class xWindow : public xWindowBase {
 
   // The window procedure of class "xWindow", registered on first use.
   static LRESULT CALLBACK commonProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam);
+  static LRESULT windowMessage(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam);
   static bool registerClass();
 };
 

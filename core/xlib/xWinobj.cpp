@@ -337,3 +337,9 @@ void xWindowObject::killTimer() {
   if (timer_ && isCreated()) KillTimer(handle_, timer_);
   timer_ = 0;
 }
+
+void xReportCallbackException(const char* procedure) {
+  char text[128];
+  snprintf(text, sizeof text, "Exception caught in %s", procedure ? procedure : "a callback");
+  report(SOURCE_NAME, __LINE__, text);
+}

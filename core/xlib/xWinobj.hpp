@@ -153,4 +153,9 @@ class xWindowObject {
   xWindowObject& operator=(const xWindowObject&) = delete;
 };
 
+// A C++ exception cannot unwind through the system's frames on i686 (it
+// would end the host): every procedure the system calls catches all,
+// reports it here and answers with a defined result.
+void xReportCallbackException(const char* procedure);
+
 #endif

@@ -5,11 +5,14 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "cCrash.hpp"
+#include "cError.hpp"
 #include "xApp.hpp"
 #include "xDialog.hpp"
 
@@ -200,4 +203,89 @@ TEST_F(Dialogs, PlacementWriteThenReadRestoresTheWindow) {
   EXPECT_FALSE(profile.writeEx(&w));
   EXPECT_EQ(std::to_string(SW_SHOWNORMAL) + " 50 60 300 200 ", stored(4711));  // not rewritten
   DeleteFileA(path.c_str());
+}
+
+static std::vector<std::string> hooked;
+
+// A handler that throws, or an end code of -1 (whose check throws), inside
+// the dialog procedure: caught there and reported; the dialog goes on.
+struct Thrower : Probe {
+  Thrower(xWindowObject* parent) : Probe(parent, TEST_DIALOG) {}
+  void onCommand89(int) override { throw 42; }
+  void onHelp(int) override { endDialog(-1); }
+};
+
+TEST_F(Dialogs, NoExceptionLeavesTheDialogProcedure) {
+  setLogPath("");
+  setMessageHook([](const char* text) { hooked.push_back(text); });
+  hooked.clear();
+  Thrower d(owner());
+  d.setModal(true);
+  d.setText("xlib throws");
+  bool stillOpen = false;
+  std::thread user([&] {
+    HWND h = waitFor("#32770", "xlib throws");
+    SendMessageA(h, WM_COMMAND, 89, 0);
+    SendMessageA(h, WM_COMMAND, 9, 0);
+    stillOpen = IsWindow(h);
+    SendMessageA(h, WM_COMMAND, IDCANCEL, 0);
+  });
+  int code = 0;
+  EXPECT_TRUE(d.doModal(true, &code));
+  user.join();
+  setMessageHook(0);
+  EXPECT_TRUE(stillOpen);
+  EXPECT_EQ(2, code);
+  ASSERT_EQ(3u, hooked.size());
+  EXPECT_NE(std::string::npos, hooked[0].find("Exception caught in a dialog procedure"));
+  EXPECT_NE(std::string::npos, hooked[1].find("\"xDialog.cpp\" (377)"));
+  EXPECT_NE(std::string::npos, hooked[2].find("Exception caught in a dialog procedure"));
+}
+
+// The text, caption and owner of the next message box titled title.
+struct Notice {
+  std::string text;
+  HWND owner = 0;
+  std::thread reader;
+  explicit Notice(const char* title) : reader([this, title] {
+    HWND box = waitFor("#32770", title);
+    if (!box) return;
+    char buf[2048] = "";
+    GetDlgItemTextA(box, 0xFFFF, buf, sizeof buf);
+    text = buf;
+    owner = GetWindow(box, GW_OWNER);
+    PostMessageA(box, WM_COMMAND, IDOK, 0);
+  }) {}
+  void join() { reader.join(); }
+};
+
+TEST_F(Dialogs, CrashNoticesOfTheApplicationAndOfTheFrameworkFilter) {
+  xApplication::setMainWindow(owner());
+  xApplication::setCrashNotice("xlib app");
+  Notice app("xlib app");
+  Exception::notice();
+  app.join();
+  EXPECT_EQ(0u, app.text.find("Tarn has detected an internal program error.")) << app.text;
+  EXPECT_EQ(owner()->getHandle(), app.owner);
+
+  // Any exception reaching the framework's filter is reported as an access
+  // violation, under the generic notice without owner.
+  EXCEPTION_RECORD record = {};
+  record.ExceptionCode = EXCEPTION_BREAKPOINT;
+  CONTEXT context = {};
+  RtlCaptureContext(&context);
+  EXCEPTION_POINTERS pointers = {&record, &context};
+  Notice generic("xlib app");
+  EXPECT_EQ(1, xApplication::unhandledFilter(&pointers));
+  generic.join();
+  setCrashApplication(0, "", false);
+  xApplication::setMainWindow(0);
+  EXPECT_EQ(0u, generic.text.find("The application has detected an internal program error."));
+  EXPECT_EQ((HWND)0, generic.owner);
+  std::ifstream in(Exception::reportPath());
+  std::string report((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_NE(std::string::npos, report.find("Exception code: C0000005 Access Violation"));
+  in.close();
+  DeleteFileA(Exception::reportPath());
+  DeleteFileA(Exception::dumpPath());
 }
