@@ -139,10 +139,21 @@ TEST(Spawn, KillAndWait) {
   EXPECT_FALSE(r.s.wait(300));
   DWORD spent = GetTickCount() - start;
   EXPECT_TRUE(spent >= 300u && spent < 5000u) << spent;
+  HANDLE read = r.s.outputPipe().readHandle();
   EXPECT_TRUE(r.s.kill(5));  // from here, while the reader thread waits
   ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(r.done, 10000));
   EXPECT_TRUE(r.result && r.s.isIdle());
   CloseHandle(r.done);
+
+  // kill takes the read end from the reader without closing it under its
+  // read; the pipe closes it, once, when it goes.
+  DWORD flags;
+  EXPECT_EQ(nullptr, r.s.outputPipe().readHandle());
+  EXPECT_TRUE(GetHandleInformation(read, &flags));
+  Pipe other;
+  other.take(r.s.outputPipe());
+  other.close();
+  EXPECT_FALSE(GetHandleInformation(read, &flags));
 }
 
 TEST(Spawn, ShellFromComspec) {
