@@ -80,6 +80,11 @@ UINT Probe::messageAtDelete = 0;
 class Dialogs : public ::testing::Test {
  protected:
   void SetUp() override {
+    // Wine without a ready display makes no window ("no driver could be
+    // loaded"): say so rather than fail on what follows.
+    HWND probe = CreateWindowExA(0, "STATIC", "", WS_POPUP, 0, 0, 1, 1, NULL, NULL, NULL, NULL);
+    ASSERT_TRUE(probe) << "no window driver: the display did not answer";
+    DestroyWindow(probe);
     owner();
     Probe::deleted = 0;
     tableBefore = xWindowObject::tableCount();
