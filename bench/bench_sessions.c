@@ -46,9 +46,15 @@ static void toTheEnd(void) {
   DWORD begin;
   start();
   session = plugin.DebugGetDebugger();
+  hostCall(session, HS_BREAK_ALL); /* left by the other kind, or an earlier run */
   hostCall(session, HS_RUN);
   for (begin = GetTickCount(); hostCallBool(session, HS_IS_RUNNING) || hostCallBool(session, HS_IS_BUSY);)
-    if (GetTickCount() - begin > WAIT_MS) fail("the program did not end");
+    if (GetTickCount() - begin > WAIT_MS) {
+      char* text = hostOutputText(0);
+      printf("running %d busy %d output:\n%s\n", hostCallBool(session, HS_IS_RUNNING),
+             hostCallBool(session, HS_IS_BUSY), text);
+      fail("the program did not end");
+    }
     else hostPump(5);
   plugin.DebugStopDebugging(context);
 }
