@@ -100,6 +100,64 @@ TEST_F(Containers, FifoKeepsTheNewest) {
   EXPECT_EQ(5, Item::live);  // three in f, a and b
 }
 
+// Values in iteration order; null slots as -1.
+template <class L>
+std::string values(const L& list) {
+  std::string out;
+  ListIter<Item> it(&list);
+  for (Item* p = it.first(); !it.done(); p = it.next()) out += std::to_string(p ? p->value : -1) + " ";
+  return out;
+}
+
+TEST_F(Containers, SortListStackAndIterator) {
+  List<Item> l;
+  for (int v : {5, 1, 4, 1, 3}) l.add(new Item(v));
+  l.add(0);  // nulls sort last
+  l.addFirst(new Item(2));
+  l.sort();
+  EXPECT_EQ("1 1 2 3 4 5 -1 ", values(l));
+  Array<Item> down;  // sorted and reversed input must not degrade the sort
+  for (int i = 2000; i > 0; i--) down.add(new Item(i / 2));
+  down.sort();
+  bool ordered = true;
+  for (int i = 1; i < down.count(); i++) ordered = ordered && down.get(i - 1)->value <= down.get(i)->value;
+  EXPECT_TRUE(ordered);
+  Stack<Item> s;
+  for (int v : {1, 2, 3}) s.push(new Item(v));
+  Item* top = s.pop();  // the caller owns what it pops
+  EXPECT_EQ(3, top->value);
+  delete top;
+  EXPECT_EQ(2, s.top()->value);
+  EXPECT_EQ("2 1 ", values(s));
+  ListIter<Item> none(0);
+  EXPECT_TRUE(none.done() && none.first() == 0);
+  ASSERT_EQ(1u, reports.size());
+  EXPECT_NE(std::string::npos, reports[0].find("\"cArray.hpp\" (550)")) << reports[0];
+  reports.clear();
+}
+
+TEST_F(Containers, FifoSetAndRemove) {
+  FIFO<Item> f(3);
+  for (int i = 1; i <= 3; i++) f.push(new Item(i));  // newest first: 3 2 1
+  f.set(new Item(7), 1);
+  f.remove(0);
+  EXPECT_EQ((V{2, 3}), Item::deleted);
+  EXPECT_EQ(7, f.get(0)->value);
+  EXPECT_EQ(1, f.get(1)->value);
+  EXPECT_EQ(nullptr, f.get(2));
+  EXPECT_EQ(2, f.count());
+  Item outside(9);
+  f.set(&outside, 3);  // out of range: reported, nothing taken
+  f.remove(-1);
+  ASSERT_EQ(2u, reports.size());
+  EXPECT_NE(std::string::npos, reports[0].find("(240)"));
+  EXPECT_NE(std::string::npos, reports[1].find("(206)"));
+  reports.clear();
+  EXPECT_EQ(2, f.count());
+  f.clear();
+  EXPECT_EQ(1, Item::live);  // outside
+}
+
 TEST_F(Containers, HashlittleTestVectors) {
   EXPECT_EQ(0xdeadbeefu, hashlittle("", 0, 0));
   const char* s = "Four score and seven years ago";

@@ -36,15 +36,25 @@ TEST(ErrorLog, LinesAndHook) {
   report("a.cpp", 7, "x");
   report("a.cpp", 123456, "x");
   report("r.cpp", 8, "runtime", REPORT_RUNTIME);  // logged, never hooked
+  report("n.cpp", 9, "hook only", REPORT_ASSERT, true);
+  report("t.cpp", 3, "stamp", REPORT_TIMESTAMP);   // the time leads the text
+  report(0, 4, "no file");
   setMessageHook(reportingHook);
   report("outer.cpp", 1, "outer");
   setMessageHook(0);
+  ASSERT_EQ(6u, hooked.size());
+  std::string stamp = hooked[3];  // "t.cpp" (3)      <time> - stamp
+  EXPECT_EQ(" - stamp\n", stamp.substr(stamp.size() - 9));
+  hooked.erase(hooked.begin() + 3);
   const std::vector<std::string> hooks = {"\"a.cpp\" (7)      x\n", "\"a.cpp\" (123456) x\n",
+                                          "\"n.cpp\" (9)      hook only\n", "no file\n",
                                           "\"outer.cpp\" (1)      outer\n"};
   EXPECT_EQ(hooks, hooked);
   const std::vector<std::string> lines = {
       "ASSERT    \"a.cpp\" (7)       >> x", "ASSERT    \"a.cpp\" (123456)  >> x",
-      "RUNTIME   \"r.cpp\" (8)       >> runtime", "ASSERT    \"outer.cpp\" (1)       >> outer",
+      "RUNTIME   \"r.cpp\" (8)       >> runtime",
+      "TIMESTAMP \"t.cpp\" (3)       >> " + stamp.substr(17, stamp.size() - 18), ">> no file",
+      "ASSERT    \"outer.cpp\" (1)       >> outer",
       "ASSERT    \"inner.cpp\" (2)       >> from the hook"};  // logged, not hooked again
   EXPECT_EQ(lines, logLines());
   setLogPath("xErrors.log");

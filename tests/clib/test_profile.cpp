@@ -1,11 +1,13 @@
 // Profile against real ini files.
 #include <windows.h>
 
+#include <set>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "cProfile.hpp"
+#include "cRegistry.hpp"
 
 static std::string rawRead(const char* section, const char* key, const std::string& file) {
   char buffer[2048];
@@ -121,4 +123,38 @@ TEST(ProfileDefault, ReadBesideTheModuleWriteToTheUsersFolder) {
   EXPECT_STREQ(user.c_str(), writer.path());
   EXPECT_EQ("v", rawRead("s", "k", user));
   DeleteFileA(user.c_str());
+}
+
+TEST(Registry, WriteReadEnumerateAndDelete) {
+  const char* sub = "Software\\SorbLuaTest\\Values";
+  Registry closed(HKEY_CURRENT_USER, sub);  // not there: every operation fails quietly
+  String value;
+  bool flag = false;
+  EXPECT_FALSE(closed.isOpen() || closed.readString("name", value) || closed.deleteKey("x"));
+  EXPECT_FALSE(closed.readBool("flag", flag, true));
+  EXPECT_TRUE(flag);  // the default
+
+  Registry key(HKEY_CURRENT_USER, sub, true);
+  EXPECT_TRUE(key.writeString("name", "value"));  // creates the key and its parent
+  EXPECT_TRUE(key.writeBool("flag", false));
+  HKEY raw;
+  ASSERT_EQ(ERROR_SUCCESS, RegOpenKeyExA(HKEY_CURRENT_USER, sub, 0, KEY_SET_VALUE, &raw));
+  DWORD number = 42;
+  RegSetValueExA(raw, "number", 0, REG_DWORD, (const BYTE*)&number, sizeof number);
+  RegCloseKey(raw);
+  EXPECT_TRUE(key.readString("number", value));
+  EXPECT_STREQ("42", value);
+  EXPECT_TRUE(key.readBool("flag", flag, true));
+  EXPECT_FALSE(flag);
+  Array<String> list;
+  EXPECT_EQ(3, key.enumerate(list));
+  std::set<std::string> all;  // in the system's order
+  for (int i = 0; i < list.count(); i++) all.insert(list.get(i)->text());
+  EXPECT_EQ((std::set<std::string>{"name=value", "flag=0", "number=42"}), all);
+
+  Registry parent(HKEY_CURRENT_USER, "Software\\SorbLuaTest", true);
+  EXPECT_FALSE(parent.deleteKey(""));  // never the key itself
+  EXPECT_TRUE(parent.deleteKey("Values"));
+  RegDeleteKeyA(HKEY_CURRENT_USER, "Software\\SorbLuaTest");
+  EXPECT_EQ("", std::string(Registry::fileType(".sorblua-none")));
 }
