@@ -14,7 +14,11 @@
 
 #include "host.h"
 
-enum { LIMIT_MS = 100, STOP_MS = 3000, WAIT_MS = 30000 };
+/* LIMIT_MS bounds every call that could wait on the child. Starting is
+   process creation, whose time is the machine's (Wine's), not the child's;
+   and a stop pumps messages on purpose: a pump that stalls shows seconds, so
+   their bounds leave room for a loaded machine instead of flaking on it. */
+enum { LIMIT_MS = 100, START_MS = 2000, PUMP_MS = 250, STOP_MS = 3000, WAIT_MS = 30000 };
 
 static int checks, failures;
 
@@ -46,13 +50,18 @@ static double now(void) {
   return (double)t.QuadPart * 1000.0 / (double)frequency.QuadPart;
 }
 
-/* Every call but the stops is timed; the longest so far, by name. */
-static double callStart, worstCall;
+/* Every call but the stops is timed; the longest so far, by name, with the
+   starts apart. */
+static double callStart, worstCall, worstStart;
 static const char* worstName = "";
 
 static int timed(const char* name, int result) {
   double ms = now() - callStart;
-  if (ms > worstCall) worstCall = ms, worstName = name;
+  if (strcmp(name, "DebugStartDebugging") == 0) {
+    if (ms > worstStart) worstStart = ms;
+  } else if (ms > worstCall) {
+    worstCall = ms, worstName = name;
+  }
   return result;
 }
 #define T(name, call) (callStart = now(), timed(name, (call)))
@@ -98,7 +107,7 @@ static double stop(void) {
   hostPump(30); /* the last tick */
   ctx = NULL;
   ok(result == 1, "stop returned %d", result);
-  ok(worstLatency < LIMIT_MS, "a message waited %.0f ms during the stop", worstLatency);
+  ok(worstLatency < PUMP_MS, "a message waited %.0f ms during the stop", worstLatency);
   return now() - start;
 }
 
@@ -364,10 +373,11 @@ int main(void) {
   }
 
   ok(worstCall < LIMIT_MS, "%s kept the IDE's thread %.0f ms", worstName, worstCall);
+  ok(worstStart < START_MS, "a start took %.0f ms", worstStart);
   ok(p.DebugGetDebugger() == NULL, "no session left");
   hostUnload(&p);
   DeleteFileA(dll);
-  printf("test_faults: %d checks, %d failures; longest call %.1f ms (%s)\n", checks, failures,
-         worstCall, worstName);
+  printf("test_faults: %d checks, %d failures; longest call %.1f ms (%s), longest start %.1f ms\n",
+         checks, failures, worstCall, worstName, worstStart);
   return failures != 0;
 }
