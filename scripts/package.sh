@@ -3,21 +3,11 @@
 # SorbLua.dll, SorbLua.exe, the help page with its picture and INSTALL.txt.
 # Sets up and builds only what is missing, in the same cross build as the
 # tests and the demo.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-ROOT=$PWD
-JOBS=${JOBS:-2}
-BUILD=${SORBLUA_BUILD:-build}
-case $BUILD in /*) ;; *) BUILD=$ROOT/$BUILD ;; esac
+source "$(dirname "$0")/common.sh"
 
 bash scripts/setup.sh
 
-if [ -f "$BUILD/win32/CMakeCache.txt" ]; then
-  cmake -S "$ROOT" -B "$BUILD/win32" >/dev/null
-else
-  cmake -S "$ROOT" -B "$BUILD/win32" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-        -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/mingw-i686.cmake" >/dev/null
-fi
+configure_win32
 cmake --build "$BUILD/win32" -j "$JOBS" --target release_zip >/dev/null
 
 mkdir -p dist

@@ -1,28 +1,16 @@
 #!/usr/bin/env bash
 # Sets up what is missing, builds the Windows cross build and the native
 # sanitizer build, and runs every test of both. Exits non-zero on any failure.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-ROOT=$PWD
-JOBS=${JOBS:-2}
-# Another build tree (say, one per work in progress) keeps its own Wine prefix.
-BUILD=${SORBLUA_BUILD:-build}
-case $BUILD in /*) ;; *) BUILD=$ROOT/$BUILD ;; esac
+source "$(dirname "$0")/common.sh"
 
 bash scripts/setup.sh
 
-configure() { # dir [cmake args...]
-  local dir=$1; shift
-  [ -f "$dir/CMakeCache.txt" ] || cmake -S "$ROOT" -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
-}
-
-configure "$BUILD/win32" -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/mingw-i686.cmake"
+configure_win32
 configure "$BUILD/native"
 cmake --build "$BUILD/win32" -j "$JOBS"
 cmake --build "$BUILD/native" -j "$JOBS"
 
 # Create the tests' Wine prefix once, before tests run side by side.
-export WINEPREFIX="$BUILD/win32/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 [ -f "$WINEPREFIX/system.reg" ] || wineboot -i >/dev/null 2>&1 || true
 wineserver -w 2>/dev/null || true
 

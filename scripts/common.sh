@@ -1,0 +1,17 @@
+# Sourced by the test, demo and package scripts: the checkout as ROOT, the
+# build jobs, and the build tree (SORBLUA_BUILD, absolute or relative; each
+# tree keeps its own Wine prefix).
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+ROOT=$PWD
+JOBS=${JOBS:-2}
+BUILD=${SORBLUA_BUILD:-build}
+case $BUILD in /*) ;; *) BUILD=$ROOT/$BUILD ;; esac
+export WINEPREFIX="$BUILD/win32/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+
+configure() { # dir [cmake args...]: a new tree gets the build type and the args
+  local dir=$1; shift
+  [ -f "$dir/CMakeCache.txt" ] || cmake -S "$ROOT" -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+}
+
+configure_win32() { configure "$BUILD/win32" -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/mingw-i686.cmake"; }
