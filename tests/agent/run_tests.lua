@@ -8,6 +8,10 @@ local function shell(cmd)
   return p:close() and s
 end
 local function q(s) return "'" .. string.gsub(s, "'", "'\\''") .. "'" end
+-- Every plain occurrence of old in s replaced: paths hold pattern characters ("-").
+local function replace(s, old, new)
+  return (string.gsub(s, string.gsub(old, '%p', '%%%0'), (string.gsub(new, '%%', '%%%%'))))
+end
 local cwd = (string.gsub(shell('pwd'), '\n$', ''))
 local function absolute(path) return string.sub(path, 1, 1) == '/' and path or cwd .. '/' .. path end
 
@@ -37,8 +41,8 @@ local function run(case)
   else cmd = cmd .. ' ' .. q(here .. '/launch.lua') .. ' ' end
   local out = shell('cd ' .. q(programs) .. ' && ' .. cmd .. case.prog .. ' < ' .. q(input) .. ' 2>&1')
   os.remove(input)
-  out = string.gsub(string.gsub(out, '0x%x+', '0x?'), tmpdir .. '/debugger.lua', '<AGENT>')
-  out = string.gsub(out, here .. '/launch.lua', '<LAUNCH>')
+  out = replace(replace(string.gsub(out, '0x%x+', '0x?'), tmpdir .. '/debugger.lua', '<AGENT>'),
+                here .. '/launch.lua', '<LAUNCH>')
   if case.clock then out = string.gsub(out, '%d%d%d%d%d%.%d%d:', 'CLOCK:') end
   local lines = {}
   for l in string.gmatch(string.gsub(out, '([^\n])$', '%1\n'), '([^\n]*)\n') do lines[#lines + 1] = l end
