@@ -12,7 +12,7 @@ configure_win32
 echo "demo: building the plug-in, the debugger and the session host in $BUILD/win32" >&2
 cmake --build "$BUILD/win32" -j "$JOBS" --target demo_session >/dev/null
 
-[ -f "$WINEPREFIX/system.reg" ] || wineboot -i >/dev/null 2>&1 || true
+wine_prefix
 
 # The session needs no window, so no display either. The program is
 # debugged where it lies, from its own folder.

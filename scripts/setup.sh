@@ -119,8 +119,86 @@ build_lua() {
   rm -rf "$b"
 }
 
+# ---------------------------------------------------------------- i386 programs
+# Wine's 32-bit half is an i386 Linux program. Some kernels boot with their
+# 32-bit support off ("Exec format error"); there every i386 program runs
+# through QEMU's user-mode emulator, registered with binfmt_misc. Bookworm's
+# own QEMU 7.2 needs about 50 s to start each Wine process: take backports'.
+QEMU=/usr/bin/qemu-i386
+BINFMT=/proc/sys/fs/binfmt_misc
+# Magic and mask of an i386 executable or shared object; F: the kernel opens
+# the interpreter now, so it also serves programs started in other roots.
+QEMU_LINE=':qemu-i386:M::\x7fELF\x01\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\x03\x00:\xff\xff\xff\xff\xff\xfe\xfe\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff:'"$QEMU"':F'
+
+runs_i386() { # a five-line i386 program that exits with 7
+  local d rc=0
+  d=$(mktemp -d)
+  printf '.globl _start\n_start:\n movl $1, %%eax\n movl $7, %%ebx\n int $0x80\n' >"$d/p.s"
+  as --32 "$d/p.s" -o "$d/p.o" && ld -m elf_i386 "$d/p.o" -o "$d/p" || { rm -rf "$d"; return 2; }
+  "$d/p" 2>/dev/null || rc=$?
+  rm -rf "$d"
+  [ $rc -eq 7 ]
+}
+
+qemu_usable() { # backports' QEMU 10 or later
+  local v
+  v=$("$QEMU" --version 2>/dev/null | sed -n 's/^qemu-i386 version \([0-9]*\).*/\1/p')
+  [ -n "$v" ] && [ "$v" -ge 8 ]
+}
+
+install_qemu() {
+  local list=/etc/apt/sources.list.d/sorblua-backports.sources uris keyring
+  if ! grep -rqs 'bookworm-backports' /etc/apt/sources.list /etc/apt/sources.list.d/; then
+    # Same mirror and keyring as the machine's own bookworm entry.
+    uris=$(sed -n 's/^URIs: *//p' /etc/apt/sources.list.d/*.sources 2>/dev/null | grep -v security | head -1)
+    keyring=$(sed -n 's/^Signed-By: *//p' /etc/apt/sources.list.d/*.sources 2>/dev/null | head -1)
+    log "adding bookworm-backports for QEMU's user-mode emulator"
+    printf 'Types: deb\nURIs: %s\nSuites: bookworm-backports\nComponents: main\nSigned-By: %s\n' \
+      "${uris:-http://deb.debian.org/debian}" "${keyring:-/usr/share/keyrings/debian-archive-keyring.gpg}" |
+      $SUDO tee "$list" >/dev/null
+  fi
+  $SUDO apt-get update -q >&2 || log "apt-get update reported errors; going on with the lists it has"
+  log "installing qemu-user-static from bookworm-backports"
+  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -q --no-install-recommends \
+    -t bookworm-backports qemu-user-static >&2
+}
+
+# The registration lasts until the next boot and pins the interpreter file
+# it was made with: it is checked on every run, against a note of which
+# boot and which file it was made for.
+register_qemu() {
+  local note="$CACHE/qemu-i386.registered" want
+  want="$(cat /proc/sys/kernel/random/boot_id) $(stat -L -c '%i %Y %s' "$QEMU")"
+  if [ -e "$BINFMT/qemu-i386" ] && grep -qx enabled "$BINFMT/qemu-i386" &&
+     grep -qx "interpreter $QEMU" "$BINFMT/qemu-i386" && [ "$(cat "$note" 2>/dev/null)" = "$want" ]; then
+    return
+  fi
+  [ -e "$BINFMT/register" ] || $SUDO mount binfmt_misc -t binfmt_misc "$BINFMT"
+  if [ -e "$BINFMT/qemu-i386" ]; then
+    log "replacing the i386 registration (another boot, interpreter or state)"
+    echo -1 | $SUDO tee "$BINFMT/qemu-i386" >/dev/null
+  fi
+  log "registering $QEMU for i386 programs with binfmt_misc"
+  printf '%s' "$QEMU_LINE" | $SUDO tee "$BINFMT/register" >/dev/null
+  echo "$want" >"$note"
+}
+
+# SORBLUA_EMULATE_I386=1 takes the emulated road on a machine that runs
+# i386 programs itself, to see what such a machine sees.
+ensure_i386() {
+  if [ ! -e "$BINFMT/qemu-i386" ] && [ -z "${SORBLUA_EMULATE_I386:-}" ] && runs_i386; then
+    return  # the kernel runs them
+  fi
+  qemu_usable || install_qemu
+  qemu_usable || { log "no QEMU 8 or later at $QEMU"; exit 1; }
+  register_qemu
+  runs_i386 || { log "i386 programs do not run, even through $QEMU"; exit 1; }
+  log "i386 programs run through $QEMU ($("$QEMU" --version | head -1))"
+}
+
 have_packages || install_packages >&2
 mkdir -p "$CACHE"
+ensure_i386
 build_pcre
 build_lua
 log "ready (cache: $CACHE)"

@@ -11,8 +11,7 @@ cmake --build "$BUILD/win32" -j "$JOBS"
 cmake --build "$BUILD/native" -j "$JOBS"
 
 # Create the tests' Wine prefix once, before tests run side by side.
-[ -f "$WINEPREFIX/system.reg" ] || wineboot -i >/dev/null 2>&1 || true
-wineserver -w 2>/dev/null || true
+wine_prefix
 
 status=0
 echo "== native build (AddressSanitizer, UndefinedBehaviorSanitizer) =="
