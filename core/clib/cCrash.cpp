@@ -40,6 +40,9 @@ const char genericNotice[] =
     "It is recommended that you save your work and restart the application. "
     "Your help in fixing this bug is greatly appreciated.\n";
 
+// The filter takes only the codes marked fatal, on purpose: the others are
+// named for reports written on request, and a fault outside the set (an
+// illegal instruction, a stack overflow) passes on to the next handler.
 struct CodeName {
   DWORD code;
   const char* name;
