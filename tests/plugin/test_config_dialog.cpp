@@ -19,8 +19,10 @@
 // Started by the shell as the test's web browser: notes the page it was given.
 static const bool browserStandIn = [] {
   if (__argc == 3 && strcmp(__argv[1], "--open-page") == 0) {
-    FILE* f = fopen((std::string(__argv[2]) + ".opened").c_str(), "w");
-    if (f) fputs(__argv[2], f), fclose(f);
+    // Written aside, then renamed: the test never reads it half written.
+    std::string done = std::string(__argv[2]) + ".opened", part = done + ".part";
+    FILE* f = fopen(part.c_str(), "w");
+    if (f) fputs(__argv[2], f), fclose(f), MoveFileA(part.c_str(), done.c_str());
     ExitProcess(0);
   }
   return false;
@@ -54,8 +56,9 @@ static std::string here() {
 }
 
 // A visible window of this process with that title: another test program may
-// show the same dialog on the same display.
-static HWND ownWindow(const char* title, int waitMs = 10000) {
+// show the same dialog on the same display. The wait allows for a loaded
+// machine that emulates i386.
+static HWND ownWindow(const char* title, int waitMs = 30000) {
   for (int waited = 0; waited <= waitMs; waited += 20, Sleep(20))
     for (HWND w = NULL; (w = FindWindowExA(NULL, w, NULL, title)) != NULL;) {
       DWORD pid = 0;
@@ -291,7 +294,7 @@ TEST_F(ConfigDialog, HelpWithoutThePageShowsTheErrorAndStaysOpen) {
       message = text(box, 0xFFFF);
       owned = GetWindow(box, GW_OWNER) == dlg;
       SendMessageA(GetDlgItem(box, IDOK), BM_CLICK, 0, 0);
-      for (int i = 0; i < 500 && IsWindow(box); i++) Sleep(10);
+      for (int i = 0; i < 3000 && IsWindow(box); i++) Sleep(10);
     }
     open = IsWindowVisible(dlg);
     click(dlg, IDCANCEL);
@@ -316,7 +319,7 @@ TEST_F(ConfigDialog, HelpOpensThePageBesideTheModule) {
   bool errorBox = true;
   run([&](HWND dlg) {
     click(dlg, HELP_BUTTON);
-    for (int i = 0; i < 1000 && opened == "<missing>"; i++, Sleep(10))
+    for (int i = 0; i < 6000 && opened == "<missing>"; i++, Sleep(10))
       opened = fileBytes(page + ".opened");
     errorBox = ownWindow("Ravel Help", 0) != NULL;
     click(dlg, IDCANCEL);

@@ -32,9 +32,10 @@ static struct Unmanaged {
   }
 } unmanaged;
 
-// A visible top-level window of the class and title, or 0 after a while.
+// A visible top-level window of the class and title, or 0 after a while
+// (long enough for a loaded machine that emulates i386).
 static HWND waitFor(const char* cls, const char* title) {
-  for (int i = 0; i < 500; i++, Sleep(10))
+  for (int i = 0; i < 3000; i++, Sleep(10))
     if (HWND h = FindWindowA(cls, title))
       if (IsWindowVisible(h)) return h;
   return 0;
