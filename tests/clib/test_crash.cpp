@@ -20,28 +20,12 @@ std::string besideMe(const char* name) {
   return s.substr(0, s.find_last_of('\\') + 1) + name;
 }
 
-const std::string child = besideMe("crash_child.exe");
 const std::string logFile = besideMe("crash_child.log");
 const std::string dumpFile = besideMe("crash_child.dmp");
 
 std::string readFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-// Runs the child and returns its exit code (the exception code on a crash).
-DWORD run(const char* mode) {
-  std::string cmd = "\"" + child + "\" " + mode;
-  STARTUPINFOA si = {sizeof si};
-  PROCESS_INFORMATION pi = {};
-  DWORD code = 0;
-  if (!CreateProcessA(0, &cmd[0], 0, 0, FALSE, 0, 0, 0, &si, &pi)) return 0;
-  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pi.hProcess, 60000)) << mode;
-  TerminateProcess(pi.hProcess, 1);  // in case it hangs
-  GetExitCodeProcess(pi.hProcess, &code);
-  CloseHandle(pi.hThread);
-  CloseHandle(pi.hProcess);
-  return code;
 }
 
 // A fault is reported when the filter takes its code, with the code's name
@@ -51,7 +35,7 @@ DWORD run(const char* mode) {
 TEST(Crash, FaultsReportWhatTheFilterTakesBreakpointsNever) {
   DeleteFileA(logFile.c_str());
   DeleteFileA(dumpFile.c_str());
-  EXPECT_EQ(EXCEPTION_BREAKPOINT, run("bp"));
+  EXPECT_EQ(EXCEPTION_BREAKPOINT, runCrashChild("bp"));
   EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesA(logFile.c_str()));
   EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesA(dumpFile.c_str()));
 
@@ -60,7 +44,7 @@ TEST(Crash, FaultsReportWhatTheFilterTakesBreakpointsNever) {
   for (const auto& f : faults) {
     DWORD code = faultCode(f.kind);
     ASSERT_EQ(0xC0000000u, code & 0xF0000000u) << f.kind << " learned " << std::hex << code;
-    EXPECT_EQ(code, run(f.kind));
+    EXPECT_EQ(code, runCrashChild(f.kind));
     std::string log = readFile(logFile);
     if (!Exception::fatal(code)) {
       EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesA(logFile.c_str())) << log;

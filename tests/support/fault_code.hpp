@@ -1,16 +1,16 @@
-// Which exception code a hardware fault delivers on this machine. Under
-// user-mode emulation of i386 Wine guesses it (a null write arrives as an
-// illegal instruction, a division by zero as a float fault), so a test of
-// fault paths learns it from a child and expects exactly that code.
+// The crash child run with arguments, and which exception code a hardware
+// fault delivers on this machine. Under user-mode emulation of i386 Wine
+// guesses it (a null write arrives as an illegal instruction, a division by
+// zero as a float fault), so a test of fault paths learns it from the child
+// and expects exactly that code.
 #pragma once
 #include <windows.h>
 
 #include <string>
 
-// kind: "av" (null write) or "div" (integer division by zero)
-inline DWORD faultCode(const char* kind) {
-  static const char child[] = CRASH_CHILD;  // set by the build, a Windows path
-  std::string cmd = std::string("\"") + child + "\" learn " + kind;
+// The child's exit code: the exception code when it crashed.
+inline DWORD runCrashChild(const std::string& args) {
+  std::string cmd = std::string("\"") + CRASH_CHILD + "\" " + args;  // a Windows path, set by the build
   STARTUPINFOA si = {sizeof si};
   PROCESS_INFORMATION pi = {};
   DWORD code = 0;
@@ -21,3 +21,6 @@ inline DWORD faultCode(const char* kind) {
   CloseHandle(pi.hProcess);
   return code;
 }
+
+// kind: "av" (null write) or "div" (integer division by zero)
+inline DWORD faultCode(const char* kind) { return runCrashChild(std::string("learn ") + kind); }
