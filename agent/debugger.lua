@@ -10,11 +10,14 @@ Usage in a script: local dbg = require 'debugger' ; pause('message')
 Starting a session before the first line of a program (debugger executable):
   1. Load this file into the Lua state and call it (luaL_loadbuffer + lua_call
      with no arguments, or require 'debugger'). It returns the module table
-     M = { pause, dump, start, traceback, unhandled, version } and, when
-     loaded without require, also registers it as package.loaded.debugger.
+     M = { pause, dump, start, traceback, unhandled, version }; it takes no
+     module name of its own (a program may have a debugger module).
   2. Load the program (luaL_loadfile, chunk name "@" .. path).
-  3. Call M.start(msg, quit) (lua_pcall; quit, if given, is called when a
-     session ends). It opens the session and runs the command loop at once,
+  3. Call M.start(msg, quit, host) (lua_pcall; quit, if given, is called
+     when a session ends; host, if given, is a table of what the host knows:
+     write(s) for the agent's output, line_start() to end a line the
+     program's output left open, lead, a pattern class of the lead bytes of
+     a double-byte ANSI code page, cwd, the working directory with '/'). It opens the session and runs the command loop at once,
      before any line of the program: banner, prompt, and the commands sent
      at start (setb ...) are read and answered there. It returns when a
      stepping command ("step", "over", "out", "run", "goto") or "exit" is
@@ -25,9 +28,8 @@ Starting a session before the first line of a program (debugger executable):
      "step" stops on its first line, "run" at its first breakpoint, "exit"
      lets it run without the debugger. msg (default: none) is printed as
      "Message: " msg with the first reported stop.
-  Passing the replaced debug.traceback as the message handler of lua_pcall
-  makes an unhandled error stop in the debugger (Message: the error); calling
-  M.unhandled(error) from the host's handler stops in the frame that failed.
+  Calling M.unhandled(error) from the host's message handler stops in the
+  frame that failed (Message: the error), before the stack unwinds.
 --]]
 
 local VERSION     = '1.20'
