@@ -10,11 +10,14 @@ Usage in a script: local dbg = require 'debugger' ; pause('message')
 Starting a session before the first line of a program (debugger executable):
   1. Load this file into the Lua state and call it (luaL_loadbuffer + lua_call
      with no arguments, or require 'debugger'). It returns the module table
-     M = { pause, dump, start, traceback, unhandled, version } and, when
-     loaded without require, also registers it as package.loaded.debugger.
+     M = { pause, dump, start, traceback, unhandled, version }; it takes no
+     module name of its own (a program may have a debugger module).
   2. Load the program (luaL_loadfile, chunk name "@" .. path).
-  3. Call M.start(msg, quit) (lua_pcall; quit, if given, is called when a
-     session ends). It opens the session and runs the command loop at once,
+  3. Call M.start(msg, quit, host) (lua_pcall; quit, if given, is called
+     when a session ends; host, if given, is a table of what the host knows:
+     write(s) for the agent's output, line_start() to end a line the
+     program's output left open, lead, a pattern class of the lead bytes of
+     a double-byte ANSI code page, cwd, the working directory with '/'). It opens the session and runs the command loop at once,
      before any line of the program: banner, prompt, and the commands sent
      at start (setb ...) are read and answered there. It returns when a
      stepping command ("step", "over", "out", "run", "goto") or "exit" is
@@ -25,14 +28,14 @@ Starting a session before the first line of a program (debugger executable):
      "step" stops on its first line, "run" at its first breakpoint, "exit"
      lets it run without the debugger. msg (default: none) is printed as
      "Message: " msg with the first reported stop.
-  Passing the replaced debug.traceback as the message handler of lua_pcall
-  makes an unhandled error stop in the debugger (Message: the error); calling
-  M.unhandled(error) from the host's handler stops in the frame that failed.
+  Calling M.unhandled(error) from the host's message handler stops in the
+  frame that failed (Message: the error), before the stack unwinds.
 --]]
 
 local VERSION     = '1.20'
 local WEB_ADDRESS = 'http://www.brennick.example/tarn/'
 
+local colib              = coroutine
 local cocreate, cowrap   = coroutine.create, coroutine.wrap
 local coresume, coyield  = coroutine.resume, coroutine.yield
 local corunning, costatus = coroutine.running, coroutine.status
@@ -41,12 +44,12 @@ local huge               = math.huge
 local former_traceback   = debug.traceback
 local getinfo, getlocal, setlocal = debug.getinfo, debug.getlocal, debug.setlocal
 local getupvalue, setupvalue      = debug.getupvalue, debug.setupvalue
-local dgetmetatable               = debug.getmetatable
+local dgetmetatable, dsetmetatable = debug.getmetatable, debug.setmetatable
 
 local sethook, gethook            = debug.sethook, debug.gethook
 local getfenv, setfenv, loadstring, unpack = getfenv, setfenv, loadstring, unpack
-local select, type, tostring, tonumber, pairs, ipairs, pcall, error =
-      select, type, tostring, tonumber, pairs, ipairs, pcall, error
+local select, type, tostring, tonumber, pairs, ipairs, pcall, xpcall, error =
+      select, type, tostring, tonumber, pairs, ipairs, pcall, xpcall, error
 local sfind, ssub, sgsub, slower, srep, sformat, smatch, gmatch =
       string.find, string.sub, string.gsub, string.lower, string.rep,
       string.format, string.match, string.gmatch
@@ -91,13 +94,20 @@ local pause_off      = false
 local pausemsg       = 'pause'
 local coro_debugger
 local on_quit        -- the host's, called when a session is closed (start)
+
+-- What a host that owns standard output tells the agent (start): how to
+-- write without counting as the program's output, how to end a line the
+-- program left open, the lead bytes of its ANSI code page (a pattern class)
+-- and its working directory (with '/').
+local raw_write  = function(s) fwrite(stdout, s) end
+local line_start = function() end
+local lead, cwd
 local traceinfo      = {}
 
 -- Line events in the agent's own functions are skipped, so that stepping
 -- never stops inside the agent, except one line of each function in
 -- stop_here (function -> line): the final 'end' of pause, which the "stop
--- on the line after pause()" count relies on, and the last line of the
--- debug.traceback replacement, where a failed assert stops.
+-- on the line after pause()" count relies on.
 local AGENT_SOURCE = getinfo(1, 'S').source
 local stop_here    = {}
 
@@ -123,6 +133,11 @@ local any_special = true    -- false: run mode without breakpoints
 -- without return events).
 local NEVER      = -1
 local step_funcs = setmetatable({}, weak_keys)
+
+-- After debug.traceback the stop waits for a line of its caller's (or an
+-- outer) function: lines of the thread hold_thread deeper than hold_depth
+-- are not counted.
+local hold_thread, hold_depth
 
 
 -- Per function: [line] = false when none of the breakpoints on that line
@@ -391,11 +406,44 @@ local function pack(...)
   return { n = select('#', ...), ... }
 end
 
+-- A value's text as tostring gives it; but a __tostring that fails or gives
+-- no string must not reach the program through the agent: then the text it
+-- has without its metatable (type and address) and a note of what went wrong.
+local function text(v)
+  local ok, s = pcall(tostring, v)
+  local t = type(s)
+  if ok and (t == 'string' or t == 'number') then return s .. '' end
+  local mt = dgetmetatable(v)
+  dsetmetatable(v, nil)
+  local plain = tostring(v)
+  dsetmetatable(v, mt)
+  if ok then return plain .. ' (__tostring gave a ' .. t .. ')' end
+  return plain .. ' (__tostring failed: ' .. (t == 'string' and s or 'a ' .. t .. ' error') .. ')'
+end
+
+local function program_thread()
+  if current_thread ~= 'main' then return current_thread end
+end
+
 local function thread_prefix()
   if current_thread ~= 'main' then
-    return '[' .. tostring(current_thread) .. '] '
+    return '[' .. text(current_thread) .. '] '
   end
   return ''
+end
+
+-- File names are bytes of the ANSI code page: in a double-byte one the
+-- second byte of a character may be an ASCII letter, which stays as it is.
+local function lower_name(s)
+  if not lead or not sfind(s, lead) then return slower(s) end
+  local parts, i = {}, 1
+  while true do
+    local j = sfind(s, lead, i)
+    if not j then parts[#parts + 1] = slower(ssub(s, i)) break end
+    parts[#parts + 1] = slower(ssub(s, i, j - 1)) .. ssub(s, j, j + 1)
+    i = j + 2
+  end
+  return tconcat(parts)
 end
 
 -- A chunk loaded from a string without a name has its code as its source:
@@ -409,7 +457,7 @@ local function normalise_file(source, short_src)
   elseif c ~= '=' and short_src then
     file = short_src
   end
-  if IsWindows then file = slower(file) end
+  if IsWindows then file = lower_name(file) end
   return file
 end
 
@@ -473,7 +521,7 @@ local function capture_vars(ref, level, line)
   end
   vars.__VARSLEVEL__ = level
 
-  if func then setmetatable(vars, context_meta(known, env)) end
+  if func then setmetatable(vars, context_meta(known, env, vars)) end
 
   return vars, normalise_file(ar.source, ar.short_src), line or ar.currentline
 end
@@ -559,13 +607,18 @@ local function tracestack(l)
     end
     i = i + 1
   end
+  -- the bottom of a coroutine.wrap body is the agent's tail call into it
+  local rec = threads[current_thread]
+  if rec and rec.wrapped and traceinfo[#traceinfo].what == 'tail' then
+    traceinfo[#traceinfo] = nil
+  end
 end
 
 local function trace(set)
   for level, ar in ipairs(traceinfo) do
     out('[', level, ']', (level == set) and '***' or '', '\t',
-        tostring(ar.name or ar.what), ' in ', tostring(ar.short_src), ':',
-        tostring(ar.currentline), '\n')
+        text(ar.name or ar.what), ' in ', text(ar.short_src), ':',
+        text(ar.currentline), '\n')
   end
 end
 
@@ -612,13 +665,13 @@ end
 --{{{ breakpoints
 
 local function set_breakpoint(file, line)
-  if IsWindows then file = slower(file) end
+  if IsWindows then file = lower_name(file) end
   if not breakpoints[line] then breakpoints[line] = {} end
   breakpoints[line][file] = true
 end
 
 local function remove_breakpoint(file, line)
-  if IsWindows then file = slower(file) end
+  if IsWindows then file = lower_name(file) end
   if breakpoints[line] then breakpoints[line][file] = nil end
 end
 
@@ -634,7 +687,7 @@ local function key_names(file)
   names = {}
   local bytes = 0
   local function add(name)
-    if IsWindows then name = slower(name) end
+    if IsWindows then name = lower_name(name) end
     while name do
       names[#names + 1] = name
       bytes = bytes + #name
@@ -644,6 +697,13 @@ local function key_names(file)
   add(file)
   local noext = sgsub(file, '%..*$', '', 1)
   if noext ~= file then add(noext) end
+  -- a name relative to the working directory also goes by its full path
+  if cwd and not sfind(file, '^[/\\=%[]') and not sfind(file, '^%a:') then
+    local rel = sgsub(file, '^%./', '')
+    add(cwd .. '/' .. rel)
+    noext = sgsub(rel, '%..*$', '', 1)
+    if noext ~= rel then add(cwd .. '/' .. noext) end
+  end
   if names_bytes + bytes > NAMES_BYTES then names_of, names_bytes = {}, 0 end
   names_of[file], names_bytes = names, names_bytes + bytes
   return names
@@ -680,6 +740,7 @@ end
 
 local function trace_entry(ev, depth, file, line, name)
   if depth < 0 then depth = 0 end
+  line_start()
   out(thread_prefix(), sformat('%08.2f:%02i.', os.clock(), depth),
       srep('.', depth % 32), tostring(file or '?'), ' (', tostring(line or '?'),
       ') ', tostring(name or '?'), ' (', ev, ')\n')
@@ -723,6 +784,10 @@ local function report(ev, vars, file, line, idx_watch)
   file = file or '?'
   line = line or 0
   local prefix = thread_prefix()
+  hold_depth = nil
+  -- a position line starts a line of its own (the plug-in reads it from the
+  -- first colon), also after a prompt the program wrote without a line end
+  if ev ~= events.WATCH and ev ~= events.SET then line_start() end
   if ev == events.STEP then
     out(prefix, 'Paused at file: ', file, ' (', line, ') (',
         threads[current_thread].stack(), ')\n')
@@ -736,7 +801,7 @@ local function report(ev, vars, file, line, idx_watch)
   end
   if ev ~= events.SET then
     if pausemsg and pausemsg ~= '' then
-      out('Message: ', tostring(pausemsg), '\n')
+      out('Message: ', text(pausemsg), '\n')
     end
     pausemsg = ''
   end
@@ -765,6 +830,7 @@ local function follow(name, pattern, numbers)
 end
 
 local function debugger_loop()
+  line_start()
   out('Lua Debugger - Version ', VERSION, '\n')
   out('Designed to work with the Tarn for Windows IDE\n')
   out(WEB_ADDRESS, '\n')
@@ -779,7 +845,8 @@ local function debugger_loop()
     local pos = 1
     for i = 1, #letters do
       local c = ssub(letters, i, i)
-      local _, e, arg = sfind(args, '^%s*([%w%p]*)', pos)
+      -- bytes above 127 are letters of the ANSI code page (file names)
+      local _, e, arg = sfind(args, '^%s*([%w%p\128-\255]*)', pos)
       if e then pos = e + 1 else arg = '' end
       if c == 'F' then
         if arg == '' or arg == '-' then arg = rawget(globals, 'breakfile') end
@@ -954,14 +1021,14 @@ local function debugger_loop()
       local ok, v = true, nil
       if name ~= '' then ok, v = follow(name, '[%w_]+', false) end
       if not ok then
-        out('Run error: ', tostring(v), '\n')
+        out('Run error: ', text(v), '\n')
       elseif name ~= '' then
         if type(v) == 'function' then
           local def = getinfo(v, 'S')
           out(def.what, ' in ', def.short_src, ' ', def.linedefined, '..',
               def.lastlinedefined, '\n')
         else
-          out(tostring(v), ' is not a function\n')
+          out(text(v), ' is not a function\n')
         end
       else
         out('Bad request\n')
@@ -972,7 +1039,7 @@ local function debugger_loop()
       if name ~= '' then
         if depth == 0 then depth = 1 end
         local ok, v, n = follow(name, '[^%.]+', true)
-        if ok then dumpvar(v, depth + 1, n) else out('Run error: ', tostring(v), '\n') end
+        if ok then dumpvar(v, depth + 1, n) else out('Run error: ', text(v), '\n') end
 
       else
         out('Bad request\n')
@@ -1031,17 +1098,21 @@ local function debugger_loop()
         out('Compile error: ', line, '\n')
       else
         setfenv(func, eval_env)
+        -- the program's thread, not the loop's, is the running one here
+        local running = rawget(colib, 'running')
+        if running == corunning then rawset(colib, 'running', program_thread) end
         local res = pack(pcall(func))
+        if running == corunning then rawset(colib, 'running', running) end
         local n = res.n
         if res[1] then
           if res[2] then
             local texts = {}
-            for k = 2, n do texts[k - 1] = tostring(res[k]) .. '\t' end
+            for k = 2, n do texts[k - 1] = text(res[k]) .. '\t' end
             out(tconcat(texts), '\n')
           end
           resume_program(0)
         else
-          out('Run error: ', tostring(res[2]), '\n')
+          out('Run error: ', text(res[2]), '\n')
         end
       end
     end
@@ -1099,7 +1170,7 @@ end
 
 
 function out(...)
-  fwrite(stdout, tconcat({...}))  -- one write: the reader sees whole lines
+  raw_write(tconcat({...}))  -- one write: the reader sees whole lines
   fflush(stdout)
 end
 
@@ -1117,18 +1188,18 @@ local function dumpval(level, name, value, limit)
   elseif type(name) == 'string' and sfind(name, '^[_%a][_.%w]*$') then
     label = name .. ' = '
   else
-    label = sformat('[%q] = ', tostring(name))
+    label = sformat('[%q] = ', text(name))
   end
   local indent = srep('  ', level)
   if type(value) == 'table' then
     if dumpvisited[value] then
-      out(indent, label, 'ref', sformat('%q', tostring(value)), ';\n')
+      out(indent, label, 'ref', sformat('%q', text(value)), ';\n')
     else
       dumpvisited[value] = true
       if limit > 0 and level + 1 >= limit then
-        out(indent, label, tostring(value), '\n')
+        out(indent, label, text(value), '\n')
       else
-        out(indent, label, '{  -- ', tostring(value), '\n')
+        out(indent, label, '{  -- ', text(value), '\n')
         for k, v in pairs(value) do
           dumpval(level + 1, k, v, limit)
         end
@@ -1142,13 +1213,13 @@ local function dumpval(level, name, value, limit)
       out(indent, label, sformat('%q', value), ';\n')
     end
   else
-    out(indent, label, tostring(value), ';\n')
+    out(indent, label, text(value), ';\n')
   end
 end
 
 function dumpvar(value, limit, name)
   dumpvisited = {}
-  dumpval(0, name or tostring(value), value, limit or 0)
+  dumpval(0, name or text(value), value, limit or 0)
   dumpvisited = nil
 end
 
@@ -1156,15 +1227,29 @@ end
 --{{{ contexts and modes
 
 -- names that are not locals or upvalues live in the function's environment;
--- a local or upvalue that is nil stays in the context
-function context_meta(known, env)
+-- a local or upvalue that is nil stays in the context. The environment's own
+-- metamethods are reached from the statement's chunk (the environment as the
+-- context's __index) or by a tail call, so that an error they raise (a strict
+-- guard on globals) names the statement, never a line of the agent.
+function context_meta(known, env, vars)
+  local holes = false
+  for k in pairs(known) do holes = holes or rawget(vars, k) == nil end
+  if not holes then return { __index = env, __newindex = env } end
   return {
     __index = function(t, k)
       if known[k] then return nil end
-      return env[k]
+      local v = rawget(env, k)
+      if v ~= nil then return v end
+      local h = (dgetmetatable(env) or {}).__index
+      if type(h) == 'function' then return h(env, k) end
+      if h then return h[k] end
     end,
     __newindex = function(t, k, v)
-      if known[k] then rawset(t, k, v) else env[k] = v end
+      if known[k] then rawset(t, k, v) return end
+      local h = (dgetmetatable(env) or {}).__newindex
+      if rawget(env, k) ~= nil or not h then rawset(env, k, v)
+      elseif type(h) == 'function' then return h(env, k, v)
+      else h[k] = v end
     end,
   }
 end
@@ -1357,7 +1442,8 @@ local function new_thread(th, base0)
     if not ev and step_over and stack > step and step_funcs[func] then
       sync(level)   -- recursion, or frames lost to an error
     end
-    if not ev and (step_into or (step_over and stack <= step)) then
+    if not ev and (step_into or (step_over and stack <= step))
+        and not (hold_depth and th == hold_thread and stack_depth(level) > hold_depth) then
       step_lines = step_lines - 1
       if step_lines < 1 then ev = events.STEP end
     end
@@ -1434,6 +1520,7 @@ local debug_hook  = main_thread.hook   -- stands for any hook of the agent's
 -- lines = 2 the program stops on the line after the pause() call.
 local function pause_impl(x)
   if pause_off then return end
+  hold_depth = nil
   pausemsg = x or 'pause'
   local lines = 2
   local caller = getinfo(2, 'S')
@@ -1459,15 +1546,22 @@ rawset(globals, 'pause', pause_impl)
 stop_here[pause_impl] = getinfo(pause_impl, 'S').lastlinedefined
 
 local function dump(v, depth)
-  dumpvar(v, (depth or 1) + 1, tostring(v))
+  dumpvar(v, (depth or 1) + 1, text(v))
 end
 rawset(globals, 'dump', dump)
 
 -- Host entry: open a session and run the command loop now, before the
 -- program's first line (see the comment at the top of this file). quit, if
 -- given, is called whenever a session is closed ("exit", end of input).
-local function start(msg, quit)
+-- host, if given, tells what the host knows (see raw_write and line_start).
+local function start(msg, quit, host)
   if quit then on_quit = quit end
+  if type(host) == 'table' then
+    raw_write  = host.write or raw_write
+    line_start = host.line_start or line_start
+    lead, cwd  = host.lead, host.cwd
+    names_of, names_bytes = {}, 0
+  end
   if started then
     if msg then pausemsg = msg end
     step_lines = 1
@@ -1505,7 +1599,7 @@ local function unhandled(msg)
     coro_debugger = cocreate(debugger_loop)
     started = true
   end
-  pausemsg = tostring(msg)
+  pausemsg = text(msg)
   current_thread = 'main'
   tracestack(level)
   local vars, file, line = capture_vars(level, 1)
@@ -1518,6 +1612,7 @@ local function hooked_body(f, hook, mask, count)
   return function(...)
     local co = corunning()
     local rec = new_thread(co, 1)   -- its body: this frame and the tail call into f
+    rec.wrapped = true
     if hook ~= debug_hook then
       local h = function(event, line) hook(event, line, 3, co) end
       our_hooks[h] = true
@@ -1534,10 +1629,23 @@ local function current_hook()
   return hook, mask, count
 end
 
+-- What is no Lua function fails as without the agent: the error of the
+-- former functions, named and placed as the program called the replacement.
+local function check_lua_function(f)
+  if type(f) == 'function' and getinfo(f, 'S').what ~= 'C' then return end
+  local ar = getinfo(2, 'n')
+  local msg = "bad argument #1 to '" .. (ar.name or '?') .. "' (Lua function expected)"
+  if ar.namewhat == 'method' then
+    msg = "calling '" .. ar.name .. "' on bad self (Lua function expected)"
+  end
+  error(msg, 3)
+end
+
 -- (create hooks the new coroutine from here: no frame of ours is in it)
 function coroutine.create(f)
+  check_lua_function(f)
   local hook, mask, count = current_hook()
-  if hook == debug_hook and type(f) == 'function' then
+  if hook == debug_hook then
     local co = cocreate(f)
     new_thread(co, 0).install(co)
     return co
@@ -1548,12 +1656,34 @@ function coroutine.create(f)
 end
 
 function coroutine.wrap(f)
+  check_lua_function(f)
   local hook, mask, count = current_hook()
   if hook then return cowrap(hooked_body(f, hook, mask, count)) end
   return cowrap(f)
 end
 
--- debug.traceback: the former result, after pause(message)
+-- Whether the replaced traceback (called from the function at level 2 of
+-- it) is the message handler of an error that nothing catches, as the
+-- stand-alone interpreter's handler calls it: no line of the program runs
+-- after that. A call by name or a tail call is no handler; resume catches
+-- what fails in a coroutine.
+local function uncaught()
+  local ar = getinfo(3, 'S')
+  if corunning() or getinfo(2, 'n').namewhat ~= '' or not ar or ar.what == 'tail' then
+    return false
+  end
+  local l = 3
+  while true do
+    ar = getinfo(l, 'f')
+    if not ar then return true end
+    if ar.func == pcall or ar.func == xpcall then return false end
+    l = l + 1
+  end
+end
+
+-- debug.traceback: the former result, after pause(message); the stop is on
+-- the next line of the caller (or of a function further out), never in the
+-- agent, or at once in the failing frame when nothing catches the error
 local function traceback(...)
   local n = select('#', ...)
   local a1, a2, a3 = ...
@@ -1579,10 +1709,15 @@ local function traceback(...)
     msg = a1
   end
 
-  pause_impl(msg)
-  return result   -- NB: the line before the final 'end' (see stop_here)
+  if pause_off then return result end
+  if uncaught() then
+    unhandled(msg)
+  else
+    pause_impl(msg)
+    hold_thread, hold_depth = corunning() or 'main', stack_depth(2)
+  end
+  return result
 end
-stop_here[traceback] = getinfo(traceback, 'S').lastlinedefined - 1
 debug.traceback = traceback
 rawset(globals, '_TRACEBACK', traceback)
 
@@ -1599,9 +1734,5 @@ local M = {
   traceback = traceback,
   version   = VERSION,
 }
-
-if package and package.loaded and package.loaded.debugger == nil then
-  package.loaded.debugger = M
-end
 
 return M

@@ -7,6 +7,7 @@
 */
 
 #include <ctype.h>
+#include <errno.h>
 #include <fcntl.h>
 #include <io.h>
 #include <limits.h>
@@ -48,6 +49,13 @@ static int failing = 0;
 /* registry references: the interpreter's own debug.traceback, the agent's unhandled */
 static int traceback_ref = LUA_NOREF;
 static int unhandled_ref = LUA_NOREF;
+
+/* the program's last write to standard output ended without a line end */
+static int open_line = 0;
+
+/* the working directory at start, with '/', no final '/' (the plug-in's) */
+static char workdir[MAX_PATH];
+static size_t workdir_len = 0;
 
 
 static void print_usage (void) {
@@ -93,9 +101,23 @@ static int report (lua_State *L, const char *what, int code) {
 }
 
 
+/*
+** Ends the line the program left open, so that the next line, a position
+** or one of the plug-in's two, starts a line of its own.
+*/
+static void end_line (void) {
+  if (open_line) {
+    fputc('\n', stdout);
+    open_line = 0;
+  }
+}
+
+
 static void at_exit (void) {
-  if (running)
+  if (running) {
+    end_line();
     printf("%s\n", MSG_TERMINATED);
+  }
 }
 
 
@@ -165,28 +187,283 @@ static int load_resource_agent (lua_State *L) {
 
 
 /*
+** '\' to '/' in place, character by character of the ANSI code page: the
+** second byte of a double-byte character may be a '\' (0x5C) and stays.
+*/
+static void to_slashes (char *s) {
+  for (; *s != '\0'; s++) {
+    if (IsDBCSLeadByte((BYTE)*s) && s[1] != '\0')
+      s++;
+    else if (*s == '\\')
+      *s = '/';
+  }
+}
+
+
+static void init_workdir (void) {
+  DWORD n = GetCurrentDirectoryA(sizeof(workdir), workdir);
+  if (n == 0 || n >= sizeof(workdir)) {
+    workdir[0] = '\0';
+    n = 0;
+  }
+  to_slashes(workdir);
+  if (n > 0 && workdir[n - 1] == '/') workdir[--n] = '\0';
+  workdir_len = n;
+}
+
+
+/* name with the working directory and its '/' taken off, else name */
+static const char *under_workdir (const char *name) {
+  if (workdir_len > 0 && strlen(name) > workdir_len + 1 && name[workdir_len] == '/' &&
+      CompareStringA(LOCALE_USER_DEFAULT, NORM_IGNORECASE, name, (int)workdir_len,
+                     workdir, (int)workdir_len) == CSTR_EQUAL)
+    return name + workdir_len + 1;
+  return name;
+}
+
+
+/*
 ** Pushes the path a chunk is loaded by, and so named: '/' for '\', the only
 ** separator the agent's breakpoint matching knows (a module found along
 ** Lua's default path ".\?.lua" would else be named ".\shapes.lua", which
-** "setb 19 shapes.lua" never matches). Windows opens the file by either
-** name. A "\\?\" path takes no '/' and stays as it is.
+** "setb 19 shapes.lua" never matches). A file under the working directory
+** is named from there, as a user typing its name in that folder would name
+** it: the plug-in's position parse ends a file name at its first '(', so a
+** folder such as "Program Files (x86)" must not be in it. Windows opens the
+** file by any of these names. A "\\?\" path stays as it is.
 */
 static const char *push_chunkname (lua_State *L, const char *path) {
+  size_t len = strlen(path);
+  char *copy;
   if (strncmp(path, "\\\\?\\", 4) == 0) {
     lua_pushstring(L, path);
     return lua_tostring(L, -1);
   }
-  return luaL_gsub(L, path, "\\", "/");
+  copy = (char *)lua_newuserdata(L, len + 1);
+  memcpy(copy, path, len + 1);
+  to_slashes(copy);
+  lua_pushstring(L, under_workdir(copy));
+  lua_remove(L, -2);
+  return lua_tostring(L, -1);
 }
 
 
-/* luaL_loadfile, the chunk named by push_chunkname */
+/*
+** luaL_loadfile, the chunk named by push_chunkname. A file that cannot be
+** opened so (the program changed its folder) is tried by the name given,
+** which also gives Lua's own message when there is no such file.
+*/
 static int load_file (lua_State *L, const char *path) {
   int status;
+  if (path == NULL)
+    return luaL_loadfile(L, NULL);
   luaL_checkstack(L, 2, "load_file");
   status = luaL_loadfile(L, push_chunkname(L, path));
   lua_remove(L, -2);
+  if (status == LUA_ERRFILE) {
+    lua_pop(L, 1);
+    status = luaL_loadfile(L, path);
+  }
   return status;
+}
+
+
+/* dofile and loadfile as Lua 5.1's, the chunk named by push_chunkname */
+static int sorb_dofile (lua_State *L) {
+  const char *fname = luaL_optstring(L, 1, NULL);
+  int n = lua_gettop(L);
+  if (load_file(L, fname) != 0) lua_error(L);
+  lua_call(L, 0, LUA_MULTRET);
+  return lua_gettop(L) - n;
+}
+
+
+static int sorb_loadfile (lua_State *L) {
+  const char *fname = luaL_optstring(L, 1, NULL);
+  if (load_file(L, fname) == 0)
+    return 1;
+  lua_pushnil(L);
+  lua_insert(L, -2);
+  return 2;
+}
+
+
+/*
+** print, io.write and the files' write as Lua 5.1's, which also note
+** whether the program's output now ends inside a line (end_line).
+*/
+static int sorb_print (lua_State *L) {
+  int n = lua_gettop(L);
+  int i;
+  lua_getglobal(L, "tostring");
+  for (i = 1; i <= n; i++) {
+    const char *s;
+    lua_pushvalue(L, -1);
+    lua_pushvalue(L, i);
+    lua_call(L, 1, 1);
+    s = lua_tostring(L, -1);
+    if (s == NULL)
+      return luaL_error(L, LUA_QL("tostring") " must return a string to " LUA_QL("print"));
+    if (i > 1) fputs("\t", stdout);
+    fputs(s, stdout);
+    open_line = 1;
+    lua_pop(L, 1);
+  }
+  fputs("\n", stdout);
+  open_line = 0;
+  return 0;
+}
+
+
+static int write_result (lua_State *L, int ok) {
+  int en = errno;
+  if (ok) {
+    lua_pushboolean(L, 1);
+    return 1;
+  }
+  lua_pushnil(L);
+  lua_pushfstring(L, "%s", strerror(en));
+  lua_pushinteger(L, en);
+  return 3;
+}
+
+
+static int write_args (lua_State *L, FILE *f, int arg) {
+  int nargs = lua_gettop(L) - 1;
+  int ok = 1;
+  for (; nargs--; arg++) {
+    if (lua_type(L, arg) == LUA_TNUMBER) {
+      int n = fprintf(f, LUA_NUMBER_FMT, lua_tonumber(L, arg));
+      ok = ok && n > 0;
+      if (f == stdout && n > 0) open_line = 1;
+    }
+    else {
+      size_t l;
+      const char *s = luaL_checklstring(L, arg, &l);
+      ok = ok && (fwrite(s, sizeof(char), l, f) == l);
+      if (f == stdout && l > 0) open_line = (s[l - 1] != '\n');
+    }
+  }
+  return write_result(L, ok);
+}
+
+
+static int sorb_io_write (lua_State *L) {
+  FILE *f;
+  lua_rawgeti(L, LUA_ENVIRONINDEX, 2);  /* the io library's default output */
+  f = *(FILE **)lua_touserdata(L, -1);
+  if (f == NULL)
+    luaL_error(L, "standard %s file is closed", "output");
+  return write_args(L, f, 1);
+}
+
+
+static int sorb_f_write (lua_State *L) {
+  FILE **f = (FILE **)luaL_checkudata(L, 1, LUA_FILEHANDLE);
+  if (*f == NULL)
+    luaL_error(L, "attempt to use a closed file");
+  return write_args(L, *f, 2);
+}
+
+
+static void install_output (lua_State *L) {
+  lua_register(L, "print", sorb_print);
+  lua_register(L, "dofile", sorb_dofile);
+  lua_register(L, "loadfile", sorb_loadfile);
+  lua_getglobal(L, LUA_IOLIBNAME);
+  lua_pushcfunction(L, sorb_io_write);
+  lua_getfield(L, -2, "write");
+  lua_getfenv(L, -1);   /* io.write's environment holds the default files */
+  lua_setfenv(L, -3);
+  lua_pop(L, 1);
+  lua_setfield(L, -2, "write");
+  lua_pop(L, 1);
+  luaL_getmetatable(L, LUA_FILEHANDLE);
+  lua_pushcfunction(L, sorb_f_write);
+  lua_setfield(L, -2, "write");
+  lua_pop(L, 1);
+}
+
+
+/* for the agent: writes that are not the program's, and end_line */
+static int agent_write (lua_State *L) {
+  size_t l;
+  const char *s = luaL_checklstring(L, 1, &l);
+  fwrite(s, sizeof(char), l, stdout);
+  return 0;
+}
+
+
+static int agent_line_start (lua_State *L) {
+  (void)L;
+  end_line();
+  return 0;
+}
+
+
+/*
+** Pushes what the agent's start() is told: its writer, end_line, the lead
+** bytes of the ANSI code page as a pattern class (none in a single-byte
+** one) and the working directory.
+*/
+static void push_host (lua_State *L) {
+  CPINFO cp;
+  lua_createtable(L, 0, 4);
+  lua_pushcfunction(L, agent_write);
+  lua_setfield(L, -2, "write");
+  lua_pushcfunction(L, agent_line_start);
+  lua_setfield(L, -2, "line_start");
+  if (GetCPInfo(CP_ACP, &cp) && cp.MaxCharSize == 2) {
+    luaL_Buffer b;
+    int i;
+    luaL_buffinit(L, &b);
+    luaL_addchar(&b, '[');
+    for (i = 0; i + 1 < MAX_LEADBYTES && cp.LeadByte[i] != 0; i += 2) {
+      luaL_addchar(&b, (char)cp.LeadByte[i]);
+      luaL_addchar(&b, '-');
+      luaL_addchar(&b, (char)cp.LeadByte[i + 1]);
+    }
+    luaL_addchar(&b, ']');
+    luaL_pushresult(&b);
+    lua_setfield(L, -2, "lead");
+  }
+  if (workdir_len > 0) {
+    lua_pushstring(L, workdir);
+    lua_setfield(L, -2, "cwd");
+  }
+}
+
+
+/*
+** package.loaders' last: require('debugger') finds the agent, loaded under
+** no module name, only when the program has no debugger module of its own.
+** Upvalue 1 is the agent's module table.
+*/
+static int agent_module (lua_State *L) {
+  lua_pushvalue(L, lua_upvalueindex(1));
+  return 1;
+}
+
+
+static int loader_agent (lua_State *L) {
+  if (strcmp(luaL_checkstring(L, 1), "debugger") != 0)
+    return 0;
+  lua_pushvalue(L, lua_upvalueindex(1));
+  lua_pushcclosure(L, agent_module, 1);
+  return 1;
+}
+
+
+/* the agent's module table on top of the stack stays there */
+static void install_agent_loader (lua_State *L) {
+  lua_getglobal(L, LUA_LOADLIBNAME);
+  lua_getfield(L, -1, "loaders");
+  if (lua_istable(L, -1)) {
+    lua_pushvalue(L, -3);
+    lua_pushcclosure(L, loader_agent, 1);
+    lua_rawseti(L, -2, (int)lua_objlen(L, -2) + 1);
+  }
+  lua_pop(L, 2);
 }
 
 
@@ -365,6 +642,7 @@ static int msghandler (lua_State *L) {
 static int quit (lua_State *L) {
   (void)L;
   running = 0;
+  end_line();
   printf("%s\n", MSG_TERMINATED);
   exit(failing ? EXIT_FAILED : EXIT_ENDED);
   return 0;
@@ -374,6 +652,7 @@ static int quit (lua_State *L) {
 /* the error of a failed program, with the line the plug-in watches for */
 static int unhandled (lua_State *L) {
   const char *msg = lua_tostring(L, -1);
+  end_line();
   if (msg != NULL)
     printf("%s\n", msg);
   else
@@ -395,6 +674,7 @@ static int unhandled (lua_State *L) {
 static int run (lua_State *L, char **argv, int script, const char *agent) {
   int narg, status;
   install_loader(L);
+  install_output(L);
   lua_getglobal(L, LUA_DBLIBNAME);  /* before LUA_INIT and the agent replace it */
   lua_getfield(L, -1, "traceback");
   traceback_ref = luaL_ref(L, LUA_REGISTRYINDEX);
@@ -407,6 +687,7 @@ static int run (lua_State *L, char **argv, int script, const char *agent) {
     lua_pushliteral(L, "it returned no module");
     return report(L, "cannot load the debugger agent", EXIT_NOAGENT);
   }
+  install_agent_loader(L);
   lua_getfield(L, -1, "unhandled");
   unhandled_ref = luaL_ref(L, LUA_REGISTRYINDEX);
   lua_getfield(L, -1, "start");
@@ -418,13 +699,15 @@ static int run (lua_State *L, char **argv, int script, const char *agent) {
   lua_pushvalue(L, -(narg + 3));    /* start */
   lua_pushnil(L);                   /* no message */
   lua_pushcfunction(L, quit);
-  if (lua_pcall(L, 2, 0, 0) != 0)
+  push_host(L);
+  if (lua_pcall(L, 3, 0, 0) != 0)
     return unhandled(L);
   running = 1;
   status = lua_pcall(L, narg, 0, -(narg + 2));
   running = 0;
   if (status != 0)
     return unhandled(L);
+  end_line();
   printf("%s\n", MSG_TERMINATED);
   return EXIT_ENDED;
 }
@@ -497,6 +780,7 @@ int main (int argc, char **argv) {
     return EXIT_FAILED;
   }
   luaL_openlibs(L);
+  init_workdir();
   atexit(at_exit);
   code = run(L, argv, script, agent);
   lua_sethook(L, NULL, 0, 0);  /* the session is over: no stops while closing */

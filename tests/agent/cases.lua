@@ -205,25 +205,63 @@ do
 end
 --}}}
 --{{{ errors and debug.traceback
-add { name = 'errors: a failed assert stops with its message', prog = 'errors.lua', input = { 'run', 'trace', 'set 4', '=v', 'run' },
-  order = { P .. 'pcall: false caught', 'Message: errors.lua:2: too small', '[4]\tcheck in errors.lua:2',
-            '[5]\tmain in errors.lua:8', P .. 'Level: 4', P .. '0\t', P .. 'lua5.1: errors.lua:2: too small' },
-  matches = { '^Paused at file: <AGENT> %(%d+%) %(%d+%)$', '^%[DEBUG%]> %[1%]%*%*%*\tLua in <AGENT>:%d+$' },
+-- the interpreter's handler calls the replaced debug.traceback: nothing
+-- catches the error, so the stop is in the failing frame, as SorbLua.exe's
+add { name = 'errors: a failed assert stops with its message', prog = 'errors.lua', input = { 'run', 'trace', '=v', 'run' },
+  order = { P .. 'pcall: false caught', 'Error in application file: errors.lua (2)', 'Message: errors.lua:2: too small',
+            P .. '[1]***\tcheck in errors.lua:2', '[2]\tmain in errors.lua:8', P .. '0\t',
+            P .. 'lua5.1: errors.lua:2: too small' },
   block = { 'stack traceback:', "\t[C]: in function 'assert'", "\terrors.lua:2: in function 'check'" },
-  absent = { 'not reached' } }
+  absent = { 'not reached', 'debugger' } }
 add { name = 'errors: a failed assert opens a session', prog = 'errors.lua', mode = 'pause', input = { 'trace', 'info' },
-  order = { 'pcall: false caught', banner[1], "Type 'help' for commands", '[4]\tcheck in errors.lua:2',
+  order = { 'pcall: false caught', banner[1], "Type 'help' for commands", P .. '[1]\tcheck in errors.lua:2',
             P .. 'traceinfo = {  -- table: 0x?', '  pausemsg = "errors.lua:2: too small";', P,
             'lua5.1: errors.lua:2: too small' } }
 add { name = 'host: agent loaded from a buffer, unhandled error', prog = 'errors.lua', mode = 'host',
   input = { 'step', 'vars', 'run' },
   expect = nil,
-  order = { 'module: table start=function pause=function dump=function version=1.20 loaded=true global=true traceback=true',
+  order = { 'module: table start=function pause=function dump=function version=1.20 loaded=false global=true traceback=true',
             banner[1], P .. stop('errors.lua', 4, 2), P .. 'variables = table: 0x?', P .. 'pcall: false caught',
-            'Message: errors.lua:2: too small', P, 'errors.lua:2: too small', 'Unhandled Lua Exception' },
-  matches = { '^Paused at file: =debugger %(%d+%) %(%d+%)$' } }
+            'Error in application file: errors.lua (2)', 'Message: errors.lua:2: too small', P, 'Unhandled Lua Exception' } }
+-- for logging, and as xpcall's handler of an error it catches: the stop is
+-- on the caller's next line (not in log, called with the result)
+add { name = 'debug.traceback stops on the caller\'s next line', prog = 'tracebacks.lua',
+  input = { 'run', 'trace', 'run', 'trace', 'run' },
+  expect = T(P .. stop('tracebacks.lua', 5, 1), 'Message: here', P .. '[1]***\tmain in tracebacks.lua:5',
+             '[2]\tmain in <LAUNCH>:7', '[3]\tC in [C]:-1', P .. stop('tracebacks.lua', 7, 1),
+             'Message: tracebacks.lua:3: failed', P .. '[1]***\tmain in tracebacks.lua:7', '[2]\tmain in <LAUNCH>:7',
+             '[3]\tC in [C]:-1', P .. 'false\ttrue') }
 add { name = 'host: program runs to its end', prog = 'basic.lua', mode = 'host', input = { 'run' },
   order = { banner[5], P .. 'x=3 y=6 count=2 later=nil', 'Debugging process terminated.' } }
+--}}}
+--{{{ hostile values, coroutines of what is no Lua function
+-- a failing __tostring or __index answers, the session goes on; the wrap
+-- body's trace has no frame of the agent's, coroutine.running() is the program's
+add { name = 'hostile values and coroutine arguments', prog = 'hostile.lua',
+  input = { 'setb 6 hostile.lua', 'setb 11 hostile.lua', 'run', 'dump bad', '=bad', '=odd, 1', 'dump deep.x',
+            'dump list 2', 'vars 1', 'delb 6 hostile.lua', 'run', 'trace', '=coroutine.running() == me', '=coroutine.running()', 'delallb', 'run' },
+  expect = T(P .. 'Breakpoint set in file hostile.lua line 6', P .. 'Breakpoint set in file hostile.lua line 11',
+             P .. stop('hostile.lua', 6, 1, true),
+             P .. 'bad = {  -- table: 0x? (__tostring failed: hostile.lua:2: tostring boom)', '};',
+             P .. 'table: 0x? (__tostring failed: hostile.lua:2: tostring boom)\t',
+             P .. 'table: 0x? (__tostring gave a table)\t1\t', P .. 'Run error: hostile.lua:4: index boom',
+             P .. 'list = {  -- table: 0x?', '  [1] = {  -- table: 0x? (__tostring failed: hostile.lua:2: tostring boom)',
+             '  };', '  ["table: 0x? (__tostring failed: hostile.lua:2: tostring boom)"] = {  -- table: 0x? (__tostring gave a table)',
+             '  };', '};',
+             P .. 'variables = {  -- table: 0x?', '  deep = table: 0x?',
+             '  odd = table: 0x? (__tostring gave a table)',
+             '  bad = table: 0x? (__tostring failed: hostile.lua:2: tostring boom)', '  list = table: 0x?', '};',
+             P .. 'Breakpoint deleted from file hostile.lua line 6', P .. "false\thostile.lua:6: bad argument #1 to 'create' (Lua function expected)",
+             "false\thostile.lua:7: bad argument #1 to 'wrap' (Lua function expected)",
+             "false\tbad argument #1 to '?' (Lua function expected)",
+             '[thread: 0x?] ' .. stop('hostile.lua', 11, 1, true), P .. '[1]***\tLua in hostile.lua:11',
+             P .. 'true\t', P .. 'thread: 0x?\t', P .. 'All breakpoints deleted', P .. 'ok\t1\ttrue') }
+-- a guard on the globals raises from the statement's own chunk
+add { name = 'statement errors name the statement', prog = 'strict.lua',
+  input = { 'setb 6 strict.lua', 'run', '=zz', 'zz = 1', 'run' },
+  expect = T(P .. 'Breakpoint set in file strict.lua line 6', P .. stop('strict.lua', 6, 1, true),
+             P .. 'Run error: [string "return zz"]:1: undeclared global zz',
+             P .. 'Run error: [string "zz = 1"]:1: assignment to undeclared global zz', P .. 'x=3') }
 --}}}
 --{{{ watches
 add { name = 'watches', prog = 'watch.lua',
@@ -286,6 +324,10 @@ for _, key in ipairs({ 'back.lua', '\\back.lua', 'lib/back.lua' }) do
 end
 add { name = 'windows: OS value lower-cased before the test', prog = 'WinMain.lua', os = 'windows', input = { 'step' },
   contains = { P .. stop('winmain.lua', 1, 1) } }
+-- bytes above 127 belong to a file name, also as its first letter
+add { name = 'file name outside ASCII', prog = 'été.lua', input = { 'setb 2 été.lua', 'listb', 'run', 'run' },
+  expect = T(P .. 'Breakpoint set in file été.lua line 2', P .. 'Break at: 2 in été.lua',
+             P .. stop('été.lua', 2, 1, true), P .. 'v=1') }
 add { name = 'not windows: names kept, case-sensitive keys', prog = 'WinMain.lua', os = 'Linux',
   input = { 'step', 'setb 3 winmain.lua', 'run' },
   expect = T(P .. stop('WinMain.lua', 1, 1), P .. 'Breakpoint set in file winmain.lua line 3', P .. 'a=8 b=1') }

@@ -90,7 +90,7 @@ local function faithful(case)
   else
     out2 = string.sub(out2, #prefix + 1)
     if case.unhandled then
-      local s, _, said = string.find(out2, 'Paused at file: [^\n]* %(%d+%) %(%d+%)\nMessage: ([^\n]*)\n%[DEBUG%]> \n$')
+      local s, _, said = string.find(out2, 'Error in application file: [^\n]* %(%d+%)\nMessage: ([^\n]*)\n%[DEBUG%]> \n$')
       if not s or said ~= string.match(err1, '^[^:]*: ([^\n]*)') then
         what = 'no stop at the unhandled error: ' .. string.format('%q', string.sub(out2, -200))
       end

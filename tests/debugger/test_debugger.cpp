@@ -45,7 +45,7 @@ struct Session {
     si.hStdOutput = si.hStdError = child_out;
     std::string cmd = "\"" + dir + "/SorbLua.exe\" " + args;
     EXPECT_TRUE(CreateProcessA(nullptr, &cmd[0], nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
-                               nullptr, cwd, &si, &pi)) << cmd;
+                               nullptr, cwd ? cwd : kDir.c_str(), &si, &pi)) << cmd;
     CloseHandle(child_in);
     CloseHandle(child_out);
   }
@@ -126,24 +126,23 @@ TEST(Debugger, StopsBeforeFirstLineAndInterleavesOutput) {
   for (DWORD t = GetTickCount(); s.pump(t, 300);) {}
   EXPECT_EQ(npos, s.text.find("line one"));
   s.send("step");
-  EXPECT_EQ("Paused at file: " + lower(kProgs) + "order.lua (1) (1)\n" + kPrompt, s.until(kPrompt));
+  EXPECT_EQ("Paused at file: programs/order.lua (1) (1)\n" + kPrompt, s.until(kPrompt));
   s.send("step");
-  EXPECT_EQ("line one\nPaused at file: " + lower(kProgs) + "order.lua (2) (1)\n" + kPrompt,
-            s.until(kPrompt));
+  EXPECT_EQ("line one\nPaused at file: programs/order.lua (2) (1)\n" + kPrompt, s.until(kPrompt));
 }
 
 TEST(Debugger, SessionsAndCommandLine) {
   std::string bare = kDir + "/nodll";  // the program without its agent beside it
   CreateDirectoryA(bare.c_str(), nullptr);
   ASSERT_TRUE(CopyFileA((kDir + "/SorbLua.exe").c_str(), (bare + "/SorbLua.exe").c_str(), FALSE));
-  const std::string order = kProgs + "order.lua", args = kProgs + "args.lua";
+  const std::string order = kProgs + "order.lua", args = kProgs + "args.lua", sub = kProgs + "sub";
   const Case runs[] = {
       {order, "setb 4 order.lua\nrun\nrun", {"Breakpoint set", "line one\n",
        "order.lua (4) (1) (breakpoint)\n", "line four 3\n" + kEnd}, nullptr, 0},
       // an uncaught error stops where it was raised, pcall'd ones do not; there
       // the failing frame is the context, and going on the error ends the program
       {kProgs + "error.lua", "run\ntrace\n=twice\nrun",
-       {"false\tcaught\n", "Error in application file: " + lower(kProgs) + "error.lua (2)\n",
+       {"false\tcaught\n", "Error in application file: programs/error.lua (2)\n",
         "error.lua:2: boom 42\n" + kPrompt, "[1]***\tfail in ",
         "error.lua:2\n[2]\tmain in ", "42\t\n", "error.lua:2: boom 42\nstack traceback:\n"
         "\t[C]: in function 'error'\n", kUnhandled}, "not reached", 1},
@@ -164,26 +163,29 @@ TEST(Debugger, SessionsAndCommandLine) {
       // error a position as well
       {kProgs + "nope.lua", "", {"SorbLua: cannot load the program: cannot open ", kUnhandled},
        kBanner.c_str(), 2},
-      {kProgs + "syntax.lua", "", {"Error in application file: " + kProgs + "syntax.lua (3)\n"
+      {kProgs + "syntax.lua", "", {"Error in application file: programs/syntax.lua (3)\n"
        "SorbLua: cannot load the program: ", "syntax.lua:3: unexpected symbol near '='\n" +
        kUnhandled}, kBanner.c_str(), 2},
+      // a script outside the working directory keeps its full name
+      {order, "setb 4 order.lua\nrun", {"Paused at file: " + lower(kProgs) + "order.lua (4) (1) (breakpoint)\n"},
+       nullptr, 0, kDir, sub.c_str()},
   };
   for (const Case &r : runs) check(r);
 }
 
 // Modules found along Lua's default path (".\\?.lua", here the current folder)
-// and along a LUA_PATH written with backslashes are named with '/', so that a
-// breakpoint on the bare file name, as the IDE sends it, stops there. The
+// and along a LUA_PATH written with backslashes are named with '/', and from
+// the working directory when under it, so that a breakpoint on the bare file
+// name, as the IDE sends it, stops there. The
 // search and its message stay Lua's own; LUA_INIT still runs first.
 TEST(Debugger, ModulesStopOnBareNames) {
   std::string lib = kProgs + "lib/?.lua;;";
   for (char &c : lib) if (c == '/') c = '\\';
   SetEnvironmentVariableA("LUA_PATH", lib.c_str());
   SetEnvironmentVariableA("LUA_INIT", "from_init = 'yes'");
-  const std::string inLib = lower(kProgs) + "lib/far.lua";
   check({"modules.lua", "setb 2 near.lua\nsetb 2 far.lua\nrun\nrun\nrun",
          {"Paused at file: ./sub/near.lua (2) (2) (breakpoint)\n",
-          "Paused at file: " + inLib + " (2) (2) (breakpoint)\n", "sum 33 init yes\n",
+          "Paused at file: lib/far.lua (2) (2) (breakpoint)\n", "sum 33 init yes\n",
           "module 'nosuch' not found:\n\tno field package.preload['nosuch']\n\tno file '" +
           lib.substr(0, lib.size() - 7) + "nosuch.lua'\n\tno file '.\\nosuch.lua'\n", kEnd},
          nullptr, 0, kDir, (kDir + "/programs").c_str()});

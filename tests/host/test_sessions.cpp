@@ -59,14 +59,14 @@ const std::string steps = programs + "\\steps.lua";
 
 }  // namespace
 
-// The script by full path: the agent lower-cases it, the host gets it back
-// with backslashes. Breakpoints spelt three ways on outer()'s second call.
+// The script by full path in the working directory: SorbLua.exe names it
+// from there, the host gets the full path back. Breakpoints spelt three
+// ways on outer()'s second call.
 TEST_F(Session, SteppingAndBreakpointsUntilTheProgramEnds) {
   start(steps);
   EXPECT_EQ(0, hostCount(0, 1, nullptr)) << "no position before the first step";
-  const std::string marker = lower(steps);
-  EXPECT_EQ("step\nPaused at file: " + slashes(marker) + " (2) (1)\n[DEBUG]> ",
-            expectStop(HS_STEP, 2, marker));
+  const std::string marker = steps;
+  EXPECT_EQ("step\nPaused at file: steps.lua (2) (1)\n[DEBUG]> ", expectStop(HS_STEP, 2, marker));
   EXPECT_TRUE(location()->line == 2 && marker == location()->file);
   for (int line : {3, 8, 13, 14, 10, 11, 5}) expectStop(HS_STEP, line);  // 5: into inner()
   expectStop(HS_NEXT, 6);
@@ -185,4 +185,27 @@ TEST_F(Session, RestartDebugsAnotherFile) {
   EXPECT_TRUE(has(text, " launch.lua steps.lua'\n"));
   EXPECT_FALSE(has(text, "setb")) << "replayed without echo";
   EXPECT_TRUE(has(expectStop(HS_RUN, 6, steps), "running steps.lua\n"));
+}
+
+// A real project's names: a folder with "(", a script named outside ASCII
+// that writes a prompt without a line end, a file run by dofile with a
+// backslash. Each stop moves the marker to the full path.
+TEST_F(Session, MarkersForRealProjectNames) {
+  const std::string dir = programs + "\\my (copy)", script = dir + "\\caf\xe9.lua";
+  CreateDirectoryA(dir.c_str(), nullptr);
+  CreateDirectoryA((dir + "\\lib").c_str(), nullptr);
+  std::ofstream(script) << "io.write('Enter value: ')\nlocal v = dofile('lib\\\\x.lua')\nprint(v)\n";
+  std::ofstream(dir + "\\lib\\x.lua") << "local n = 1\nreturn n + 1\n";
+  hostExecInfo(&info, (runDir + "\\SorbLua.exe").c_str(), "", script.c_str(), "", dir.c_str());
+  strcpy(info.workspace, workspace.c_str());
+  ASSERT_EQ(1, p.DebugStartDebugging(&ctx, &info));
+  ASSERT_TRUE(waitOutput("Type 'help' for commands\n[DEBUG]> ")) << output();
+  breakSet(script, 2);
+  breakSet(dir + "\\lib\\x.lua", 2);
+  EXPECT_TRUE(has(expectStop(HS_RUN, 2, script), "Enter value: \nPaused at file: caf\xe9.lua (2) (1)"));
+  expectStop(HS_RUN, 2, dir + "\\lib\\x.lua");
+  ask(HS_BREAK_ALL);
+  int from = hostEventCount();
+  EXPECT_EQ(1, hostCall(session(), HS_CONTINUE));
+  EXPECT_TRUE(waitOutput("2\nDebugging process terminated.\n", from)) << output(from);
 }

@@ -22,27 +22,41 @@ local function stop(file, line, level, bp)
 end
 
 local cases = {}
--- C:\work\lib\util.lua, loaded as c:/work/lib/util.lua and as lib\util.lua.
+-- C:\work\lib\util.lua, loaded by require along a full path under the
+-- working directory and by dofile as lib\util.lua: both named lib/util.lua.
 local function winlib(name, input, ...)
   cases[#cases + 1] = { name = name, prog = 'C:/work/winlib.lua', dir = 'C:/work', code = 0, input = input,
                         expect = T(...) }
 end
-local ran, full = P .. '6 8', 'c:/work/lib/util.lua'
-winlib('full path breakpoint', { 'setb 3 ' .. full, 'listb', 'run', '=n', 'run' },
+local ran, full, name = P .. '6 8', 'c:/work/lib/util.lua', 'lib/util.lua'
+winlib('full path breakpoint', { 'setb 3 ' .. full, 'listb', 'run', '=n', 'run', '=n', 'run' },
        P .. 'Breakpoint set in file ' .. full .. ' line 3', P .. 'Break at: 3 in ' .. full,
-       P .. stop(full, 3, 2, true), P .. '3\t', ran, ENDED)
--- A backslash is no separator: such a key matches the whole name only.
-for _, k in ipairs({ { 'C:/Work/Lib/Util.lua', full }, { 'util.lua', full }, { 'lib/util.lua', full },
-                     { 'Util', full }, { 'work/lib/util', full }, { 'lib\\util.lua', 'lib\\util.lua' },
-                     { 'Lib\\Util.LUA', 'lib\\util.lua' }, { 'lib\\util', 'lib\\util.lua' }, { '\\util.lua' },
-                     { 'work\\lib\\util.lua' }, { 'c:\\work\\lib\\util.lua' } }) do
-  local set = P .. 'Breakpoint set in file ' .. k[1] .. ' line 3'
-  if k[2] then
-    winlib('breakpoint ' .. k[1], { 'setb 3 ' .. k[1], 'run', 'run' }, set, P .. stop(k[2], 3, 2, true), ran, ENDED)
+       P .. stop(name, 3, 2, true), P .. '3\t', P .. stop(name, 3, 2, true), P .. '4\t', ran, ENDED)
+-- A backslash is no separator, and no chunk is named with one.
+for _, k in ipairs({ 'C:/Work/Lib/Util.lua', 'util.lua', 'lib/util.lua', 'Util', 'work/lib/util', 'lib\\util.lua',
+                     'Lib\\Util.LUA', '\\util.lua', 'c:\\work\\lib\\util.lua' }) do
+  local set = P .. 'Breakpoint set in file ' .. k .. ' line 3'
+  if not string.find(k, '\\', 1, true) then
+    winlib('breakpoint ' .. k, { 'setb 3 ' .. k, 'run', 'run', 'run' }, set, P .. stop(name, 3, 2, true),
+           P .. stop(name, 3, 2, true), ran, ENDED)
   else
-    winlib('no match for ' .. k[1], { 'setb 3 ' .. k[1], 'run' }, set, ran, ENDED)
+    winlib('no match for ' .. k, { 'setb 3 ' .. k, 'run' }, set, ran, ENDED)
   end
 end
+
+-- A position line starts a line of its own after output without a line
+-- end, and adds none after output that has one.
+cases[#cases + 1] = { name = 'output without a line end', prog = 'prompt.lua', code = 0,
+  input = { 'setb 3 prompt.lua', 'setb 5 prompt.lua', 'setb 6 prompt.lua', 'run', 'run', 'run', 'run' },
+  expect = T(P .. 'Breakpoint set in file prompt.lua line 3', P .. 'Breakpoint set in file prompt.lua line 5',
+             P .. 'Breakpoint set in file prompt.lua line 6', P .. 'Enter value: ', stop('prompt.lua', 3, 1, true),
+             P .. 'partial', stop('prompt.lua', 5, 1, true), P .. ' done', stop('prompt.lua', 6, 1, true),
+             P .. '2', 'last', ENDED) }
+-- A project's own debugger module is the one it gets; without one, the agent.
+cases[#cases + 1] = { name = 'own debugger module', prog = 'main.lua', dir = ctx.dir .. '/programs/own', code = 0,
+  input = { 'run' }, expect = T(P .. 'log: own module', 'function', ENDED) }
+cases[#cases + 1] = { name = 'the agent as module debugger', prog = 'agentmod.lua', code = 0,
+  input = { 'run' }, expect = T(P .. '1.20', ENDED) }
 
 -- An uncaught error stops on the line that raised it, in the failing frame;
 -- SorbLua.exe's handler and error() leave no frame in the stack shown.
@@ -53,14 +67,12 @@ cases[#cases + 1] = { name = 'unhandled error', prog = 'boom.lua', code = 1,
              P .. '[1]\tdivide in boom.lua:3', '[2]***\tmain in boom.lua:7', P .. 'boom.lua:3: division by zero',
              'stack traceback:', "\t[C]: in function 'error'", "\tboom.lua:3: in function 'divide'",
              '\tboom.lua:7: in main chunk', 'Unhandled Lua Exception') }
--- The agent from the plug-in's resource, named =debugger: a failed assert
--- under a handler that calls debug.traceback stops in it.
+-- A failed assert under a handler that calls debug.traceback stops on the
+-- line after the xpcall, never in the agent.
 cases[#cases + 1] = { name = 'a failed assert stops', prog = 'asserts.lua', code = 0,
   input = { 'run', 'trace', 'run' },
-  expect = T(P .. 'Paused at file: =debugger (N) (6)', 'Message: asserts.lua:4: too small',
-             P .. '[1]***\tLua in debugger:N', '[2]\tassert in [C]:-1', '[3]\tLua in asserts.lua:4',
-             '[4]\t in (tail call):-1', '[5]\txpcall in [C]:-1', '[6]\tmain in asserts.lua:7',
-             P .. 'caught false', ENDED) }
+  expect = T(P .. stop('asserts.lua', 8, 1), 'Message: asserts.lua:4: too small',
+             P .. '[1]***\tmain in asserts.lua:8', P .. 'caught false', ENDED) }
 
 -- Run side by side; the agent's own line numbers change with it.
 local jobs, failures = {}, {}

@@ -1,0 +1,3 @@
+-- a name outside ASCII
+local v = 1
+print("v=" .. v)
