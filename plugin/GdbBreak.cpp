@@ -41,12 +41,7 @@ Breakpoint* FindBreakpoint(const char* file, int line) {
 }
 
 // The name with its extension, without folder.
-static String nameOnly(const char* path) {
-  const char* name = path;
-  for (const char* p = path; *p; p++)
-    if (*p == '\\' || *p == '/' || *p == ':') name = p + 1;
-  return String(name);
-}
+static String nameOnly(const char* path) { return String(fileNameOf(path)); }
 
 // The configured format unless it would read its arguments wrongly: it
 // gets a text, a number and a text, in that order, and may use fewer.

@@ -68,7 +68,7 @@ void gdbConfigDlg::onOK(int) {
 void gdbConfigDlg::onHelp(int) {
   String path(modulePath_);
   if (path.isEmpty()) report(SOURCE_NAME, 155);
-  int slash = path.findReverse('\\');
+  int slash = (int)(fileNameOf(path) - path.text()) - 1;  // the last '\\', or -1
   if (slash <= 0) report(SOURCE_NAME, 161);
   path.truncate(slash + 1);
   if (path.isEmpty()) report(SOURCE_NAME, 167);

@@ -106,9 +106,7 @@ void BoundedCopy(char* dest, const char* src, int width) {
 }
 
 static String baseName(const char* path) {
-  const char* start = path;
-  for (const char* p = path; *p; p++)
-    if (*p == '\\' || *p == '/' || *p == ':') start = p + 1;
+  const char* start = fileNameOf(path);
   const char* dot = strrchr(start, '.');
   return dot ? String(start, (int)(dot - start)) : String(start);
 }

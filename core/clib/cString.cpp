@@ -904,3 +904,12 @@ const char* StringDZ::block() {
   }
   return block_.text();
 }
+
+const char* fileNameOf(const char* path) {
+  const char* name = path;
+  for (const char* p = path; *p; p++) {
+    if (iIsLeadByte((unsigned char)*p) && p[1]) p++;
+    else if (*p == '\\' || *p == '/' || *p == ':') name = p + 1;
+  }
+  return name;
+}

@@ -203,4 +203,8 @@ class StringDZ {
   String block_;
 };
 
+// The file name in a path: what follows its last '\\', '/' or ':'. The
+// second byte of a double-byte character is never taken for one.
+const char* fileNameOf(const char* path);
+
 #endif

@@ -20,6 +20,8 @@ bool iIsCharAlphaNumeric(char ch) {
   return IsCharAlphaNumericA(ch) != 0;
 }
 
+bool iIsLeadByte(unsigned char c) { return IsDBCSLeadByte(c) != 0; }
+
 int iCompareNoCase(const char* a, int alen, const char* b, int blen) {
   int r = CompareStringA(LOCALE_USER_DEFAULT, NORM_IGNORECASE, a, alen, b, blen);
   return r == 0 ? -2 : r - CSTR_EQUAL;  // 0 is a failed call: never "equal"

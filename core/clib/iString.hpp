@@ -14,6 +14,9 @@ void iCharLower(char* text);
 // Upper-cases count bytes in place, zero bytes included (CharUpperBuffA).
 void iCharUpperBuff(char* text, int count);
 bool iIsCharAlphaNumeric(char ch);
+// Whether the byte starts a double-byte character of the ANSI code page
+// (IsDBCSLeadByte): its second byte may be any, '\\' included.
+bool iIsLeadByte(unsigned char c);
 
 // Compares two byte ranges ignoring case in the user's locale
 // (CompareStringA with NORM_IGNORECASE); <0, 0 or >0 as strcmp.

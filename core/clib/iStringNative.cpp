@@ -39,6 +39,8 @@ bool iIsCharAlphaNumeric(char ch) {
   return c < 128 && isalnum(c);
 }
 
+bool iIsLeadByte(unsigned char) { return false; }  // a single-byte code page
+
 static int fold(unsigned char c) {
   return c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c;
 }

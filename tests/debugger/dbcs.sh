@@ -6,11 +6,8 @@
 # usage: dbcs.sh <folder of SorbLua.exe and SorbLua.dll> <scratch folder>
 set -eu
 run=$1 work=$2
-rm -rf "$work" && mkdir -p "$work/locale"
-localedef -i ja_JP -f UTF-8 "$work/locale/ja_JP.UTF-8" >/dev/null 2>&1 || true
-if [ ! -d "$work/locale/ja_JP.UTF-8" ]; then
-  echo "cannot make the ja_JP.UTF-8 locale (Debian package locales)"; exit 1
-fi
+here=$(cd "$(dirname "$0")" && pwd)
+rm -rf "$work" && mkdir -p "$work"
 cd "$work"
 cp "$run/SorbLua.exe" "$run/SorbLua.dll" .
 sjis() { iconv -f UTF-8 -t CP932; }
@@ -19,7 +16,7 @@ sjis() { iconv -f UTF-8 -t CP932; }
 printf 'return { v = 1 }\n' > 表.lua
 printf 'local y = 2\nreturn y\n' > テスト.lua
 printf 'setb 1 テスト.lua\nstep\nstep\nstep\nrun\nrun\n' | sjis > input
-OS=Windows_NT LOCPATH=$work/locale LANG=ja_JP.UTF-8 LC_ALL= wine SorbLua.exe ソース.lua < input 2>&1 |
+OS=Windows_NT bash "$here/cp932.sh" "$work" wine SorbLua.exe ソース.lua < input 2>&1 |
   tr -d '\r' | iconv -f CP932 -t UTF-8 | tail -n +6 > output
 cat > expected <<'END'
 [DEBUG]> Breakpoint set in file テスト.lua line 1

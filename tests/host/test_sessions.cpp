@@ -209,3 +209,29 @@ TEST_F(Session, MarkersForRealProjectNames) {
   EXPECT_EQ(1, hostCall(session(), HS_CONTINUE));
   EXPECT_TRUE(waitOutput("2\nDebugging process terminated.\n", from)) << output(from);
 }
+
+// Run by sessions_cp932 in a Japanese locale (code page 932): a script whose
+// second bytes are capitals and a module whose second byte is '\' keep their
+// names up to the marker, which lands on each.
+TEST_F(Session, DISABLED_MarkersUnderCodePage932) {
+  ASSERT_EQ(932u, GetACP());
+  const std::string script = programs + "\\\x83\x65\x83\x58\x83\x67.lua";  // "tesuto"
+  const std::string module = programs + "\\\x95\x5c.lua";                  // "hyou"
+  // Lua's lexer reads the '\\' of a character as an escape: name it in bytes.
+  std::ofstream(script) << "local t = require(string.char(0x95, 0x5c))\nprint(t.v)\n";
+  std::ofstream(module) << "local v = 7\nreturn { v = v }\n";
+  hostExecInfo(&info, (runDir + "\\SorbLua.exe").c_str(), "", script.c_str(), "", programs.c_str());
+  strcpy(info.workspace, workspace.c_str());
+  ASSERT_EQ(1, p.DebugStartDebugging(&ctx, &info));
+  ASSERT_TRUE(waitOutput("Type 'help' for commands\n[DEBUG]> ")) << output();
+  breakSet(script, 2);
+  breakSet(module, 2);
+  expectStop(HS_RUN, 2, module);
+  expectStop(HS_RUN, 2, script);
+  ask(HS_BREAK_ALL);
+  int from = hostEventCount();
+  EXPECT_EQ(1, hostCall(session(), HS_CONTINUE));
+  EXPECT_TRUE(waitOutput("7\nDebugging process terminated.\n", from)) << output(from);
+  DeleteFileA(script.c_str());
+  DeleteFileA(module.c_str());
+}
