@@ -134,7 +134,8 @@ TEST(Debugger, StopsBeforeFirstLineAndInterleavesOutput) {
 TEST(Debugger, SessionsAndCommandLine) {
   std::string bare = kDir + "/nodll";  // the program without its agent beside it
   CreateDirectoryA(bare.c_str(), nullptr);
-  ASSERT_TRUE(CopyFileA((kDir + "/SorbLua.exe").c_str(), (bare + "/SorbLua.exe").c_str(), FALSE));
+  for (const char *f : {"/SorbLua.exe", "/lua51.dll"})
+    ASSERT_TRUE(CopyFileA((kDir + f).c_str(), (bare + f).c_str(), FALSE));
   const std::string order = kProgs + "order.lua", args = kProgs + "args.lua", sub = kProgs + "sub";
   const Case runs[] = {
       {order, "setb 4 order.lua\nrun\nrun", {"Breakpoint set", "line one\n",
