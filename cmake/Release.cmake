@@ -1,7 +1,7 @@
 # The release zip a Windows user installs from: the plug-in, the debugger
 # with Lua's core DLL and its forwarder, the help page with its picture and
-# INSTALL.txt, nothing else. Built with
-# everything else, so the tests can check the zip a user would get.
+# INSTALL.txt, nothing else. Built with everything else, so the tests can
+# check the zip a user would get.
 file(STRINGS ${CMAKE_SOURCE_DIR}/resources/version.h SORB_VERSION_LINE
      REGEX "^#define SORB_VERSION_TEXT ")
 string(REGEX REPLACE ".*\"([^\"]*)\".*" "\\1" SORB_VERSION "${SORB_VERSION_LINE}")

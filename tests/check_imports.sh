@@ -32,14 +32,14 @@ while IFS= read -r -d '' f; do
 done < <(find "$dir" \( -name '*.exe' -o -name '*.dll' \) -print0)
 echo "checked $seen files"
 
-# The forwarder next to each core: the same export names, each one passed
-# on to the export of that name in lua51.dll.
+# Each forwarder and the core beside it: the same export names, each one
+# passed on to the export of that name in lua51.dll.
 exports() { i686-w64-mingw32-objdump -p "$1" | sed -n "$2" | sort; }
-cores=0
-while IFS= read -r -d '' core; do
-  fwd=$(dirname "$core")/lua5.1.dll
-  cores=$((cores + 1))
-  [ -f "$fwd" ] || { echo "no lua5.1.dll beside $core"; bad=1; continue; }
+pairs=0
+while IFS= read -r -d '' fwd; do
+  core=$(dirname "$fwd")/lua51.dll
+  pairs=$((pairs + 1))
+  [ -f "$core" ] || { echo "no lua51.dll beside $fwd"; bad=1; continue; }
   want=$(exports "$core" '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\s*\[ *[0-9]*\] //p' | sed 's/^/lua51./')
   have=$(exports "$fwd" 's/^.*Forwarder RVA -- //p')
   names=$(exports "$fwd" '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\s*\[ *[0-9]*\] //p' | sed 's/^/lua51./')
@@ -47,6 +47,6 @@ while IFS= read -r -d '' core; do
     echo "$fwd does not forward exactly the exports of $core:"
     diff <(echo "$want") <(echo "$have") | head; bad=1
   fi
-done < <(find "$dir" -name lua51.dll -not -path '*/wineprefix/*' -print0)
-echo "checked $cores Lua core DLLs"
-[ "$seen" -gt 0 ] && [ "$cores" -gt 0 ] && [ $bad -eq 0 ]
+done < <(find "$dir" -name lua5.1.dll -not -path '*/wineprefix/*' -print0)
+echo "checked $pairs forwarders"
+[ "$seen" -gt 0 ] && [ "$pairs" -gt 0 ] && [ $bad -eq 0 ]

@@ -3,6 +3,7 @@
 ** compiled twice: against lua51.dll and against lua5.1.dll. MODULE_OPEN
 ** names its open function (luaopen_cmod51, luaopen_cmod5_1).
 */
+#include <string.h>
 #include <windows.h>
 
 #include "lua.h"
