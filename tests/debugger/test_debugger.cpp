@@ -198,27 +198,33 @@ TEST(Debugger, ModulesStopOnBareNames) {
 // C modules: found along Lua's default cpath ('!' is the program's folder,
 // where the test's two modules lie) unless LUA_CPATH is set (";;" adds the
 // default); package.loadlib loads one by path. A DLL that Windows cannot
-// load gets Lua's own message and stops the program as any error does.
+// load gets Lua's own message and stops the program as any error does. It
+// lies in a working folder outside the build tree, whose DLLs the imports
+// check reads meanwhile.
 TEST(Debugger, CModulesAlongTheCPath) {
-  std::string dir = kDir, sub = kProgs + "sub", nowhere = kDir + "/nowhere";
+  char temp[MAX_PATH];
+  GetTempPathA(sizeof temp, temp);
+  std::string dir = kDir, work = std::string(temp) + "sorblua-cmodules", nowhere = kDir + "/nowhere";
   for (std::string *s : {&dir, &nowhere}) for (char &c : *s) if (c == '/') c = '\\';
-  std::ofstream(sub + "/broken.dll") << "MZ but no program";
+  CreateDirectoryA(work.c_str(), nullptr);
+  std::ofstream(work + "\\broken.dll") << "MZ but no program";
   const std::string script = kProgs + "cmodules.lua \"" + dir + "\"";
   const std::string found = "require\ttrue\t3\nloadlib\t7\ttrue\nno symbol\tnil\t";
   const std::string broken = "Message: error loading module 'broken' from file '.\\broken.dll':\n\t";
   check({script, "run\nrun",
          {"cpath .\\?.dll;" + dir + "\\?.dll;" + dir + "\\loadall.dll\n", found, "\tinit\n",
           broken, "stack traceback:\n\t[C]: ?\n\t[C]: in function 'require'\n", kUnhandled},
-         nullptr, 1, kDir, sub.c_str()});
+         nullptr, 1, kDir, work.c_str()});
   SetEnvironmentVariableA("LUA_CPATH", (nowhere + "\\?.dll").c_str());
   check({script, "run\nrun",
          {"cpath " + nowhere + "\\?.dll\n", "require\tfalse\tmodule 'cmod51' not found:",
           "\n\tno file '" + nowhere + "\\cmod51.dll'\nloadlib\t7\ttrue\n",
           "module 'broken' not found:", kUnhandled},
-         (dir + "\\cmod51.dll").c_str(), 1, kDir, sub.c_str()});
+         (dir + "\\cmod51.dll").c_str(), 1, kDir, work.c_str()});
   SetEnvironmentVariableA("LUA_CPATH", (nowhere + "\\?.dll;;").c_str());
   check({script, "run\nrun", {"cpath " + nowhere + "\\?.dll;.\\?.dll;" + dir, found, broken},
-         nullptr, 1, kDir, sub.c_str()});
+         nullptr, 1, kDir, work.c_str()});
   SetEnvironmentVariableA("LUA_CPATH", nullptr);
-  DeleteFileA((sub + "/broken.dll").c_str());
+  DeleteFileA((work + "\\broken.dll").c_str());
+  RemoveDirectoryA(work.c_str());
 }
