@@ -1,6 +1,6 @@
 # Imported targets for the libraries that scripts/setup.sh builds into the
 # cache: PCRE for both builds (the native copy serves the sanitizer tests),
-# Lua for the cross build only.
+# Lua for the cross build only (luacore/ makes Lua's core DLL of it).
 if(WIN32)
   set(PCRE_DIR "${SORB_CACHE}/pcre-8.39")
   set(LUA_DIR  "${SORB_CACHE}/lua-5.1.5")
