@@ -33,8 +33,8 @@ DbgProcess::DbgProcess(DebugContext* context, xDebugger* owner)
       leaving_(false),
       chunks_(0),
       refs_(1),
-      heldSession_(0),
       heldContext_(0),
+      heldSession_(nullptr),
       queue_(0),
       queued_(0),
       full_(false),
@@ -295,8 +295,8 @@ void DbgProcess::discard() {
 }
 
 void DbgProcess::handOver(gdbDebugger* session, DebugContext* context) {
-  heldSession_ = session;
   heldContext_ = context;
+  heldSession_ = session;
   if (session || context) leaving_ = true;
   dropReference();
 }

@@ -95,8 +95,8 @@ class DbgProcess : public Spawn {
   std::atomic<bool> leaving_;
   std::atomic<long> chunks_;  // progress of the reader
   std::atomic<long> refs_;    // the owner and each running thread
-  gdbDebugger* heldSession_;
   DebugContext* heldContext_;
+  std::atomic<gdbDebugger*> heldSession_;  // the reader stops reporting once set
 
   SRWLOCK queueLock_;
   char* queue_;  // QUEUE_LIMIT bytes, allocated at the first command
