@@ -1,6 +1,7 @@
 # Imported targets for the libraries that scripts/setup.sh builds into the
 # cache: PCRE for both builds (the native copy serves the sanitizer tests),
-# Lua for the cross build only. Their versions are setup.sh's.
+# Lua for the cross build only (luacore/ makes Lua's core DLL of it). Their
+# versions are setup.sh's.
 set(versions_file ${CMAKE_SOURCE_DIR}/scripts/versions.sh)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${versions_file})
 file(STRINGS ${versions_file} versions REGEX "^[A-Z]+_VER=")
