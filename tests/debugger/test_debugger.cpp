@@ -3,21 +3,20 @@
 
 #include <gtest/gtest.h>
 
+#include "debugger_pipes.hpp"
+
 #include <fstream>
 #include <string>
 #include <vector>
 
 namespace {
 
-std::string here() {  // this test's folder, with '/' as the plug-in writes paths
-  char p[MAX_PATH];
-  std::string s(p, GetModuleFileNameA(nullptr, p, MAX_PATH));
-  s.erase(s.find_last_of('\\'));
+std::string slashed(std::string s) {  // paths with '/', as the plug-in writes them
   for (char &c : s) if (c == '\\') c = '/';
   return s;
 }
 
-const std::string kDir = here(), kProgs = kDir + "/programs/", kAgent = kDir + "/agent.lua";
+const std::string kDir = slashed(runFolder()), kProgs = kDir + "/programs/", kAgent = kDir + "/agent.lua";
 const std::string kPrompt = "[DEBUG]> ", kBanner = "Lua Debugger - Version ",
                   kEnd = "Debugging process terminated.\n", kUnhandled = "Unhandled Lua Exception\n";
 const size_t npos = std::string::npos;
@@ -27,67 +26,9 @@ std::string lower(std::string s) {  // the agent lower-cases file names on Windo
   return s;
 }
 
-struct Session {
-  HANDLE in, out, child_in, child_out;
-  PROCESS_INFORMATION pi{};
-  std::string text;  // everything read
-  size_t mark = 0;   // how much of it until() has handed out
-
-  explicit Session(const std::string &args, const std::string &dir = kDir,
-                   const char *cwd = nullptr) {
-    SECURITY_ATTRIBUTES sa{sizeof sa, nullptr, TRUE};
-    CreatePipe(&child_in, &in, &sa, 0);
-    CreatePipe(&out, &child_out, &sa, 0);
-    SetHandleInformation(in, HANDLE_FLAG_INHERIT, 0);
-    SetHandleInformation(out, HANDLE_FLAG_INHERIT, 0);
-    STARTUPINFOA si{sizeof si};
-    si.dwFlags = STARTF_USESTDHANDLES;
-    si.hStdInput = child_in;
-    si.hStdOutput = si.hStdError = child_out;
-    std::string cmd = "\"" + dir + "/SorbLua.exe\" " + args;
-    EXPECT_TRUE(CreateProcessA(nullptr, &cmd[0], nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
-                               nullptr, cwd ? cwd : kDir.c_str(), &si, &pi)) << cmd;
-    CloseHandle(child_in);
-    CloseHandle(child_out);
-  }
-  ~Session() {
-    if (in) CloseHandle(in);
-    CloseHandle(out);
-    TerminateProcess(pi.hProcess, 99);
-    CloseHandle(pi.hProcess);
-    CloseHandle(pi.hThread);
-  }
-  void send(const std::string &line) {
-    DWORD n;
-    WriteFile(in, (line + "\n").data(), line.size() + 1, &n, nullptr);
-  }
-  bool pump(DWORD since, DWORD ms = 20000) {  // false at the end of output or time
-    DWORD avail = 0, n = 0;
-    char buf[4096];
-    if (GetTickCount() - since > ms || !PeekNamedPipe(out, nullptr, 0, nullptr, &avail, nullptr))
-      return false;
-    if (avail == 0) return Sleep(5), true;
-    if (!ReadFile(out, buf, sizeof buf, &n, nullptr)) return false;
-    text.append(buf, n);
-    return true;
-  }
-  // The output since the last call, up to and including the next `what`.
-  std::string until(const std::string &what) {
-    size_t at, from = mark;
-    for (DWORD t = GetTickCount(); (at = text.find(what, mark)) == npos;)
-      if (!pump(t)) return ADD_FAILURE() << "no " << what << " in " << text, "";
-    mark = at + what.size();
-    return text.substr(from, mark - from);
-  }
-  // Ends the input and reads to the end; returns the output not handed out yet.
-  std::string finish(DWORD *code) {
-    CloseHandle(in);
-    in = nullptr;
-    for (DWORD t = GetTickCount(); pump(t);) {}
-    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pi.hProcess, 10000)) << text;
-    GetExitCodeProcess(pi.hProcess, code);
-    return text.substr(mark);
-  }
+struct Session : DebuggerPipes {
+  explicit Session(const std::string &args, const std::string &dir = kDir, const char *cwd = nullptr)
+      : DebuggerPipes(dir + "/SorbLua.exe", args, cwd ? cwd : kDir) {}
 };
 
 // One session fed `input` at once: the texts appear in this order, `absent` not at all.

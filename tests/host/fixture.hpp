@@ -13,14 +13,9 @@
 #include <gtest/gtest.h>
 
 #include "host.h"
+#include "run_folder.hpp"
 
-inline std::string here() {
-  char p[MAX_PATH];
-  std::string s(p, GetModuleFileNameA(nullptr, p, MAX_PATH));
-  return s.substr(0, s.find_last_of('\\'));
-}
-
-static const std::string runDir = here(), programs = runDir + "\\programs";
+static const std::string runDir = runFolder(), programs = runDir + "\\programs";
 static const char prompt[] = "[DEBUG]> ", serve[] = "prompt\nserve\n";
 
 inline std::string tarn() {

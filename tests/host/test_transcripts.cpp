@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include "debugger_pipes.hpp"
+
 extern "C" {
 #include "lauxlib.h"
 #include "lua.h"
@@ -19,47 +21,14 @@ extern "C" {
 
 namespace {
 
-std::string here() {
-  char p[MAX_PATH];
-  std::string s(p, GetModuleFileNameA(nullptr, p, MAX_PATH));
-  return s.substr(0, s.find_last_of('\\'));
-}
-
-const std::string runDir = here();
+const std::string runDir = runFolder();
 
 // Runs SorbLua.exe with args in dir, all input written at once as from a
 // file; standard output and error read together to the end.
-std::string run(std::string args, const std::string& input, const std::string& dir, DWORD& code) {
-  SECURITY_ATTRIBUTES sa{sizeof sa, nullptr, TRUE};
-  HANDLE in, out, childIn, childOut;
-  CreatePipe(&childIn, &in, &sa, 1 << 16);
-  CreatePipe(&out, &childOut, &sa, 0);
-  SetHandleInformation(in, HANDLE_FLAG_INHERIT, 0);
-  SetHandleInformation(out, HANDLE_FLAG_INHERIT, 0);
-  STARTUPINFOA si{sizeof si};
-  si.dwFlags = STARTF_USESTDHANDLES;
-  si.hStdInput = childIn;
-  si.hStdOutput = si.hStdError = childOut;
-  PROCESS_INFORMATION pi{};
-  args = "\"" + runDir + "\\SorbLua.exe\" " + args;
-  BOOL started = CreateProcessA(nullptr, &args[0], nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
-                                dir.c_str(), &si, &pi);
-  CloseHandle(childIn);
-  CloseHandle(childOut);
-  DWORD n;
-  WriteFile(in, input.data(), input.size(), &n, nullptr);
-  CloseHandle(in);
-  std::string text = started ? "" : "cannot start " + args;
-  char buffer[4096];
-  while (ReadFile(out, buffer, sizeof buffer, &n, nullptr) && n > 0) text.append(buffer, n);
-  CloseHandle(out);
-  code = (DWORD)-1;
-  if (started) {
-    WaitForSingleObject(pi.hProcess, INFINITE);
-    GetExitCodeProcess(pi.hProcess, &code);
-    CloseHandle(pi.hProcess), CloseHandle(pi.hThread);
-  }
-  return text;
+std::string run(const std::string& args, const std::string& input, const std::string& dir, DWORD& code) {
+  DebuggerPipes child(runDir + "\\SorbLua.exe", args, dir);
+  child.write(input);
+  return child.finish(&code);
 }
 
 // run(jobs): each job {args, input, dir} gets output and code. A few at a

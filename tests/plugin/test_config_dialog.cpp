@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include "host.h"
+#include "run_folder.hpp"
 
 // Started by the shell as the test's web browser: notes the page it was given.
 static const bool browserStandIn = [] {
@@ -50,12 +51,6 @@ enum { EXECUTABLE = 3001, DISPLAY_BOX = 2000, HELP_BUTTON = 9, CAPTION_STEP = 48
 enum { SLOT_STEP = 2, SLOT_BREAKINFO = 17 };
 
 static const char TITLE[] = "Debugger Configuration - Lua Debugger Interface";
-
-static std::string here() {
-  char p[MAX_PATH];
-  std::string s(p, GetModuleFileNameA(NULL, p, MAX_PATH));
-  return s.substr(0, s.find_last_of('\\'));
-}
 
 // A visible window of this process with that title: another test program may
 // show the same dialog on the same display. The wait allows for a loaded
@@ -134,7 +129,7 @@ class ConfigDialog : public ::testing::Test {
     SHGetSpecialFolderPathA(NULL, appData, CSIDL_APPDATA, FALSE);
     ini = std::string(appData) + "\\Brennick\\Tarn\\" + name + ".ini";
     DeleteFileA(ini.c_str());
-    ASSERT_TRUE(CopyFileA((here() + "\\SorbLua.dll").c_str(), dll.c_str(), FALSE));
+    ASSERT_TRUE(CopyFileA((runFolder() + "\\SorbLua.dll").c_str(), dll.c_str(), FALSE));
     load();
     ASSERT_TRUE(windowDriver()) << "no window driver: the display did not answer";
   }
@@ -218,7 +213,7 @@ TEST_F(ConfigDialog, ShowsTheDefaultsWhenThereIsNoProfile) {
       if (n != 2) shown += "|" + text(dlg, 4800 + n) + "=" + text(dlg, 5800 + n);
     pairTwo = GetDlgItem(dlg, 4802) || GetDlgItem(dlg, 5802) ? "pair 2" : "";
     box = IsDlgButtonChecked(dlg, DISPLAY_BOX) == BST_CHECKED;
-    pictured = screenshot(dlg, here() + "\\config_dialog.bmp");
+    pictured = screenshot(dlg, runFolder() + "\\config_dialog.bmp");
     click(dlg, IDCANCEL);
   });
   EXPECT_EQ(2, code);
@@ -309,11 +304,11 @@ TEST_F(ConfigDialog, HelpWithoutThePageShowsTheErrorAndStaysOpen) {
 // program, registered for ".html" meanwhile) records what it was given.
 TEST_F(ConfigDialog, HelpOpensThePageBesideTheModule) {
   std::string page = dir + "\\SorbLua.html";
-  ASSERT_TRUE(CopyFileA((here() + "\\SorbLua.html").c_str(), page.c_str(), FALSE));
+  ASSERT_TRUE(CopyFileA((runFolder() + "\\SorbLua.html").c_str(), page.c_str(), FALSE));
   char previous[256] = "";
   LONG size = sizeof previous;
   bool hadHtml = RegQueryValueA(HKEY_CLASSES_ROOT, ".html", previous, &size) == ERROR_SUCCESS;
-  std::string browser = "\"" + here() + "\\test_config_dialog.exe\" --open-page \"%1\"";
+  std::string browser = "\"" + runFolder() + "\\test_config_dialog.exe\" --open-page \"%1\"";
   RegSetValueA(HKEY_CLASSES_ROOT, ".html", REG_SZ, "SorbLuaTestPage", 0);
   RegSetValueA(HKEY_CLASSES_ROOT, "SorbLuaTestPage\\shell\\open\\command", REG_SZ, browser.c_str(), 0);
 
@@ -398,9 +393,9 @@ TEST_F(ConfigDialog, TemplateIsTheGoldenOne) {
   HRSRC found = FindResourceExA(plugin, RT_DIALOG, "RAVEL_CONFIGURE", 3081);
   ASSERT_TRUE(found);
   std::string got = dumpTemplate((const BYTE*)LockResource(LoadResource(plugin, found)));
-  std::string want = fileBytes(here() + "\\config_dialog.golden");
+  std::string want = fileBytes(runFolder() + "\\config_dialog.golden");
   if (got != want) {
-    FILE* f = fopen((here() + "\\config_dialog.got").c_str(), "wb");
+    FILE* f = fopen((runFolder() + "\\config_dialog.got").c_str(), "wb");
     if (f) fputs(got.c_str(), f), fclose(f);
   }
   EXPECT_EQ(want, got);
