@@ -53,7 +53,7 @@ local select, type, tostring, tonumber, pairs, ipairs, pcall, xpcall, error =
 local sfind, ssub, sgsub, slower, srep, sformat, smatch, gmatch =
       string.find, string.sub, string.gsub, string.lower, string.rep,
       string.format, string.match, string.gmatch
-local tinsert, tconcat, tsort = table.insert, table.concat, table.sort
+local tinsert, tremove, tconcat, tsort = table.insert, table.remove, table.concat, table.sort
 local rawget, rawset, setmetatable, next = rawget, rawset, setmetatable, next
 
 -- The agent talks through the process's standard streams, captured now: the
@@ -63,6 +63,20 @@ local rawget, rawset, setmetatable, next = rawget, rawset, setmetatable, next
 local stdout, stdin = io.stdout, io.stdin
 local fwrite, fflush, fread = stdout.write, stdout.flush, stdin.read
 local globals = getfenv(1)
+
+-- The native line filter (the C module sorbhook), when the host has it: a C
+-- hook that calls the agent's hooks only on events that may stop, and takes
+-- commands while the program runs. Without it everything runs in Lua. With
+-- it debug.gethook still shows the agent's Lua hooks.
+local native
+do
+  local ok, m = pcall(require, 'sorbhook')
+  if ok and type(m) == 'table' and m.version == '1' then
+    native = m
+    gethook = m.gethook
+    debug.gethook = m.gethook
+  end
+end
 
 --{{{ state
 
@@ -829,6 +843,93 @@ local function follow(name, pattern, numbers)
   return ok, v, n
 end
 
+-- reads the arguments of a command line by a string of argument letters (F L N V S)
+local function getargs(args, letters)
+  local res = {}
+  local pos = 1
+  for i = 1, #letters do
+    local c = ssub(letters, i, i)
+    -- bytes above 127 are letters of the ANSI code page (file names)
+    local _, e, arg = sfind(args, '^%s*([%w%p\128-\255]*)', pos)
+    if e then pos = e + 1 else arg = '' end
+    if c == 'F' then
+      if arg == '' or arg == '-' then arg = rawget(globals, 'breakfile') end
+    elseif c == 'L' then
+      if arg == '' or arg == '-' then arg = rawget(globals, 'breakline') end
+      arg = tonumber(arg or '') or 0
+    elseif c == 'N' then
+      arg = tonumber(arg) or 0
+    end
+    res[i] = arg or ''
+  end
+  return unpack(res, 1, #letters)
+end
+
+-- a command line: its command word and the rest
+local function split_command(line)
+  local s, e = sfind(line, '^[a-z]+')
+  if not s then return '', '' end
+  return ssub(line, s, e), (sgsub(ssub(line, e + 1), '^%s*', ''))
+end
+
+-- The commands on breakpoints and watches: answered at a stop, and (with
+-- the native part) at once while the program runs.
+local quick = {}
+
+function quick.setb(args)
+  local ln, file = getargs(args, 'LF')
+  if file ~= '' then
+    set_breakpoint(file, ln)
+    out('Breakpoint set in file ', file, ' line ', ln, '\n')
+  else
+    out('Bad request\n')
+  end
+end
+
+function quick.delb(args)
+  local ln, file = getargs(args, 'LF')
+  if file ~= '' then
+    remove_breakpoint(file, ln)
+    out('Breakpoint deleted from file ', file, ' line ', ln, '\n')
+  else
+    out('Bad request\n')
+  end
+end
+
+function quick.delallb()
+  breakpoints = {}
+  out('All breakpoints deleted\n')
+end
+
+function quick.setw(args)
+  if args ~= '' then
+    local func = loadstring('return(' .. args .. ')')
+    local idx = #watches + 1
+    watches[idx] = { func = func, exp = args }
+    out('Set watch exp no. ', idx, '\n')
+  else
+    out('Bad request\n')
+  end
+end
+
+function quick.delw(args)
+  local idx = tonumber((getargs(args, 'S')))
+  if idx then
+    watches[idx] = nil
+    out('Watch expression deleted\n')
+  else
+    out('Bad request\n')
+  end
+end
+
+function quick.delallw()
+  watches = {}
+  out('All watch expressions deleted\n')
+end
+
+-- lines read while the program ran that wait for the next stop
+local pending = {}
+
 local function debugger_loop()
   line_start()
   out('Lua Debugger - Version ', VERSION, '\n')
@@ -839,28 +940,6 @@ local function debugger_loop()
 
   local command, args
 
-  -- reads the arguments of the current line by a string of argument letters (F L N V S)
-  local function getargs(letters)
-    local res = {}
-    local pos = 1
-    for i = 1, #letters do
-      local c = ssub(letters, i, i)
-      -- bytes above 127 are letters of the ANSI code page (file names)
-      local _, e, arg = sfind(args, '^%s*([%w%p\128-\255]*)', pos)
-      if e then pos = e + 1 else arg = '' end
-      if c == 'F' then
-        if arg == '' or arg == '-' then arg = rawget(globals, 'breakfile') end
-      elseif c == 'L' then
-        if arg == '' or arg == '-' then arg = rawget(globals, 'breakline') end
-        arg = tonumber(arg or '') or 0
-      elseif c == 'N' then
-        arg = tonumber(arg) or 0
-      end
-      res[i] = arg or ''
-    end
-    return unpack(res, 1, #letters)
-  end
-
   local function resume_program(what)
     local env, file, line = report(coyield(what))
     rawset(globals, 'eval_env', env)
@@ -870,43 +949,19 @@ local function debugger_loop()
 
   while true do
     out('[DEBUG]> ')
-    local line = fread(stdin, '*l')
-    if line == nil then
-      out('\n')
-      line = 'exit'
+    local line = tremove(pending, 1)
+    if not line then
+      line = fread(stdin, '*l')
+      if line == nil then
+        out('\n')
+        line = 'exit'
+      end
     end
     line = sgsub(line, '\r$', '')   -- a CR-LF line end from a Windows pipe
+    command, args = split_command(line)
 
-    local s, e = sfind(line, '^[a-z]+')
-    if s then
-      command = ssub(line, s, e)
-      args = sgsub(ssub(line, e + 1), '^%s*', '')
-    else
-      command = ''
-      args = ''
-    end
-
-    if command == 'setb' then
-      local ln, file = getargs('LF')
-      if file ~= '' then
-        set_breakpoint(file, ln)
-        out('Breakpoint set in file ', file, ' line ', ln, '\n')
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'delb' then
-      local ln, file = getargs('LF')
-      if file ~= '' then
-        remove_breakpoint(file, ln)
-        out('Breakpoint deleted from file ', file, ' line ', ln, '\n')
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'delallb' then
-      breakpoints = {}
-      out('All breakpoints deleted\n')
+    if quick[command] then
+      quick[command](args)
 
     elseif command == 'listb' then
       for ln, files in pairs(breakpoints) do
@@ -914,29 +969,6 @@ local function debugger_loop()
           out('Break at: ', ln, ' in ', file, '\n')
         end
       end
-
-    elseif command == 'setw' then
-      if args ~= '' then
-        local func = loadstring('return(' .. args .. ')')
-        local idx = #watches + 1
-        watches[idx] = { func = func, exp = args }
-        out('Set watch exp no. ', idx, '\n')
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'delw' then
-      local idx = tonumber((getargs('S')))
-      if idx then
-        watches[idx] = nil
-        out('Watch expression deleted\n')
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'delallw' then
-      watches = {}
-      out('All watch expressions deleted\n')
 
     elseif command == 'listw' then
       local keys = {}
@@ -954,13 +986,13 @@ local function debugger_loop()
     elseif command == 'step' then
       step_over  = false
       step_into  = true
-      step_lines = tonumber((getargs('S'))) or 1
+      step_lines = tonumber((getargs(args, 'S'))) or 1
       resume_program('cont')
 
     elseif command == 'over' then
       step_into  = false
       step_over  = true
-      step_lines = tonumber((getargs('S'))) or 1
+      step_lines = tonumber((getargs(args, 'S'))) or 1
       aim_step(0)
       resume_program('cont')
 
@@ -968,11 +1000,11 @@ local function debugger_loop()
       step_into  = false
       step_over  = true
       step_lines = 1
-      aim_step(tonumber((getargs('S'))) or 1)
+      aim_step(tonumber((getargs(args, 'S'))) or 1)
       resume_program('cont')
 
     elseif command == 'goto' then
-      local ln = tonumber((getargs('S')))
+      local ln = tonumber((getargs(args, 'S')))
       local file = rawget(globals, 'breakfile')
       if ln and file then
         step_into = false
@@ -992,7 +1024,7 @@ local function debugger_loop()
 
     elseif command == 'set' then
       if args ~= '' then
-        resume_program((getargs('S')))
+        resume_program((getargs(args, 'S')))
       end
       local level = eval_env.__VARSLEVEL__
       if level then
@@ -1002,13 +1034,13 @@ local function debugger_loop()
       end
 
     elseif command == 'vars' then
-      dumpvar(eval_env, getargs('N') + 1, 'variables')
+      dumpvar(eval_env, getargs(args, 'N') + 1, 'variables')
 
     elseif command == 'glob' then
-      dumpvar(eval_env.__GLOBALS__, getargs('N') + 1, 'globals')
+      dumpvar(eval_env.__GLOBALS__, getargs(args, 'N') + 1, 'globals')
 
     elseif command == 'fenv' then
-      dumpvar(eval_env.__ENVIRONMENT__, getargs('N') + 1, 'environment')
+      dumpvar(eval_env.__ENVIRONMENT__, getargs(args, 'N') + 1, 'environment')
 
     elseif command == 'ups' then
       dumpvar(eval_env.__UPVALUES__, 2, 'upvalues')
@@ -1017,7 +1049,7 @@ local function debugger_loop()
       dumpvar(eval_env.__LOCALS__, 2, 'upvalues')
 
     elseif command == 'what' then
-      local name = getargs('V')
+      local name = getargs(args, 'V')
       local ok, v = true, nil
       if name ~= '' then ok, v = follow(name, '[%w_]+', false) end
       if not ok then
@@ -1035,7 +1067,7 @@ local function debugger_loop()
       end
 
     elseif command == 'dump' then
-      local name, depth = getargs('VN')
+      local name, depth = getargs(args, 'VN')
       if name ~= '' then
         if depth == 0 then depth = 1 end
         local ok, v, n = follow(name, '[^%.]+', true)
@@ -1046,7 +1078,7 @@ local function debugger_loop()
       end
 
     elseif command == 'show' then
-      local ln, file, before, after = getargs('LFNN')
+      local ln, file, before, after = getargs(args, 'LFNN')
       if before == 0 then before = 10 end
       if after == 0 then after = before end
       if file ~= '' and file ~= '=stdin' then
@@ -1076,7 +1108,7 @@ local function debugger_loop()
       out('pause() should only be used in the script you are debugging\n')
 
     elseif command == 'help' then
-      local topic = getargs('S')
+      local topic = getargs(args, 'S')
       if topic ~= '' and hints[topic] then
         out(hints[topic], '\n')
       else
