@@ -790,6 +790,11 @@ local function aim_funcs(ref, s, t)
     if ar.func then step_funcs[ar.func] = true end
     l = l + 1
   end
+  if native then
+    local list = {}
+    for f in pairs(step_funcs) do list[#list + 1] = f end
+    native.stepfuncs(list)
+  end
 end
 
 local function report(ev, vars, file, line, idx_watch)
@@ -1161,7 +1166,7 @@ local function drive(ref, ev, vars, file, line, idx)
   while true do
     if not ok then
       started = false
-      sethook()
+      if native then native.sethook() else sethook() end
       update_mode()
       error(nxt, 0)
     end
@@ -1175,7 +1180,7 @@ local function drive(ref, ev, vars, file, line, idx)
       return true
     elseif nxt == 'stop' then
       started = false
-      sethook()
+      if native then native.sethook() else sethook() end
       update_mode()
       if on_quit then on_quit() end
       return false
@@ -1192,6 +1197,67 @@ local function drive(ref, ev, vars, file, line, idx)
       nxt = 'stop'
     end
   end
+end
+
+-- Commands sent while the program runs (native part only). The C hook calls
+-- this between two events of the running thread, as it calls a hook: level
+-- 2 is the function of the event. Commands on breakpoints and watches are
+-- answered at once; step, over and out stop at the next line that
+-- qualifies; exit ends the session; anything else waits for the next stop.
+local function running_input()
+  local ar = getinfo(2, 'S')
+  if ar and ar.source == AGENT_SOURCE then return end   -- in the agent: later
+  while true do
+    local line = fread(stdin, '*l')
+    if line == nil then   -- the end of input: the next stop reads it again
+      native.input(false)
+      return
+    end
+    local command, args = split_command((sgsub(line, '\r$', '')))
+    if quick[command] then
+      line_start()
+      quick[command](args)
+      update_mode()
+    elseif command == 'step' then
+      step_over  = false
+      step_into  = true
+      step_lines = tonumber((getargs(args, 'S'))) or 1
+      update_mode()
+      return
+    elseif command == 'over' or command == 'out' then
+      local co = corunning()
+      current_thread = co and threads[co] and co or 'main'
+      local rec = threads[current_thread]
+      rec.sync(2)   -- levels are not counted in run mode
+      step_into  = false
+      step_over  = true
+      step_lines = command == 'over' and (tonumber((getargs(args, 'S'))) or 1) or 1
+      aim_step(command == 'out' and (tonumber((getargs(args, 'S'))) or 1) or 0)
+      update_mode()
+      aim_funcs(2, rec.stack(), step_target)
+      return
+    elseif command == 'exit' then
+      started = false
+      native.sethook()
+      update_mode()
+      if on_quit then on_quit() end
+      return
+    else
+      pending[#pending + 1] = line
+    end
+    if not native.waiting() then return end
+  end
+end
+
+-- the native part's question: may a breakpoint be on this line of source?
+local function native_hits(source, short_src, line)
+  if source == AGENT_SOURCE then return false end
+  return has_breakpoint(normalise_file(source, short_src), line)
+end
+
+if native then
+  native.callbacks(native_hits, running_input)
+  native.input(true)
 end
 
 --}}}
@@ -1306,6 +1372,21 @@ function update_mode()
     special = ALL
     any_special = true
   end
+  if native then
+    -- what the C hook may decide alone: "run" (special lines), "over"
+    -- (levels counted in C, special lines) or nothing ("all")
+    local kind, lines = 'all', {}
+    if fast then
+      kind = 'run'
+    elseif started and step_over and not (step_into or watching
+                                          or trace_calls or trace_returns or trace_lines) then
+      kind = 'over'
+    end
+    for l, files in pairs(breakpoints) do
+      if next(files) and l >= 0 and l < 2147483647 and l % 1 == 0 then lines[#lines + 1] = l end
+    end
+    native.config(kind, lines)
+  end
 end
 
 --}}}
@@ -1375,6 +1456,13 @@ local function new_thread(th, base0)
   local mode    -- 'run' or 'full': the hook this thread runs
   local run_hook, full_hook
 
+  -- the native part's view of the levels: it counts them while stepping
+  -- over and gives its count back before the agent's hook runs
+  local function access(s)
+    if s then stack = s end
+    return stack, step
+  end
+
   -- levels from the real depth of the frame at level l (from the caller)
   local function sync(l)
     local s = stack_depth(l + 1) - base
@@ -1413,17 +1501,20 @@ local function new_thread(th, base0)
   local function full_event(event, line)
     local level = 3   -- 1 full_event, 2 the hook, 3 the function of the event
     if not started then
-      sethook()
+      if native then native.sethook() else sethook() end
       mode = nil
       return
     end
     current_thread = th
     if fast then
-      if mode == 'full' then mode = 'run' sethook(run_hook, 'lr') end
+      if mode == 'full' then
+        mode = 'run'
+        if native then native.sethook(run_hook, 'lr', access) else sethook(run_hook, 'lr') end
+      end
     elseif mode ~= 'full' then
       sync(level)   -- nothing was counted in run mode
       mode = 'full'
-      sethook(full_hook, 'crl')
+      if native then native.sethook(full_hook, 'crl', access) else sethook(full_hook, 'crl') end
     end
     fflush(stdout)
     if event == 'call' or event == 'return' then
@@ -1534,7 +1625,9 @@ local function new_thread(th, base0)
     local hook, mask = full_hook, 'crl'
     if fast then hook, mask = run_hook, 'lr' end
     mode = fast and 'run' or 'full'
-    if co then sethook(co, hook, mask) else sethook(hook, mask) end
+    if native then
+      if co then native.sethook(co, hook, mask, access) else native.sethook(hook, mask, access) end
+    elseif co then sethook(co, hook, mask) else sethook(hook, mask) end
   end
   our_hooks[run_hook], our_hooks[full_hook] = true, true
   threads[th] = rec
