@@ -74,10 +74,11 @@ static unsigned char *bits;
 static int bits_size;           /* bytes */
 static int any_lines, high_lines; /* high: one above BITS_MAX exists */
 
-/* per (source, line): whether a breakpoint may be there; the sources are
-** anchored in anchor_ref so that no other string takes their address */
+/* per (function, line): whether a breakpoint may be there; the functions
+** are anchored in anchor_ref so that no other one takes their address (a
+** function is cheaper to ask for than its source) */
 #define HITS 1024
-typedef struct { const char *src; int line; int hit; } Hit;
+typedef struct { const void *fn; int line; int hit; } Hit;
 static Hit hits[HITS];
 static int nhits;
 static int anchor_ref = LUA_NOREF;
@@ -145,8 +146,8 @@ static int is_line (int line) {
   return line >= BITS_MAX && high_lines;
 }
 
-static unsigned hit_slot (const char *src, int line) {
-  size_t p = (size_t)src;
+static unsigned hit_slot (const void *fn, int line) {
+  size_t p = (size_t)fn;
   return (unsigned)((p >> 3) ^ (p >> 13) ^ ((unsigned)line * 2654435761u)) % HITS;
 }
 
@@ -160,28 +161,34 @@ static void clear_hits (lua_State *L) {
 
 /* Whether a breakpoint may be on this line of the running function. */
 static int may_hit (lua_State *L, lua_Debug *ar, int line) {
+  lua_Debug def;
+  const void *fn;
   unsigned i;
   int hit;
   if (!is_line(line)) return 0;
-  if (!lua_getinfo(L, "S", ar) || hits_ref == LUA_NOREF) return 1;
-  for (i = hit_slot(ar->source, line); hits[i].src != NULL; i = (i + 1) % HITS)
-    if (hits[i].src == ar->source && hits[i].line == line) return hits[i].hit;
+  if (hits_ref == LUA_NOREF || !lua_getinfo(L, "f", ar)) return 1;
+  fn = lua_topointer(L, -1);
+  for (i = hit_slot(fn, line); hits[i].fn != NULL; i = (i + 1) % HITS)
+    if (hits[i].fn == fn && hits[i].line == line) {
+      lua_pop(L, 1);
+      return hits[i].hit;
+    }
+  if (nhits >= HITS / 2) clear_hits(L);
+  lua_rawgeti(L, LUA_REGISTRYINDEX, anchor_ref);
+  lua_pushvalue(L, -2);
+  lua_pushboolean(L, 1);
+  lua_rawset(L, -3);
+  lua_pop(L, 1);
+  lua_getinfo(L, ">S", &def);   /* pops the function */
   lua_rawgeti(L, LUA_REGISTRYINDEX, hits_ref);
-  lua_pushstring(L, ar->source);
-  lua_pushstring(L, ar->short_src);
+  lua_pushstring(L, def.source);
+  lua_pushstring(L, def.short_src);
   lua_pushinteger(L, line);
   lua_call(L, 3, 1);
   hit = lua_toboolean(L, -1);
   lua_pop(L, 1);
-  if (nhits >= HITS / 2) clear_hits(L);
-  /* the same string, interned: its address is ar->source's */
-  lua_rawgeti(L, LUA_REGISTRYINDEX, anchor_ref);
-  lua_pushstring(L, ar->source);
-  lua_pushboolean(L, 1);
-  lua_rawset(L, -3);
-  lua_pop(L, 1);
-  for (i = hit_slot(ar->source, line); hits[i].src != NULL; i = (i + 1) % HITS) {}
-  hits[i].src = ar->source;
+  for (i = hit_slot(fn, line); hits[i].fn != NULL; i = (i + 1) % HITS) {}
+  hits[i].fn = fn;
   hits[i].line = line;
   hits[i].hit = hit;
   nhits++;
