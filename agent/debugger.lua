@@ -71,7 +71,7 @@ local globals = getfenv(1)
 local native
 do
   local ok, m = pcall(require, 'sorbhook')
-  if ok and type(m) == 'table' and m.version == '1' then
+  if ok and type(m) == 'table' and m.version == '2' then
     native = m
     gethook = m.gethook
     debug.gethook = m.gethook
@@ -1177,6 +1177,7 @@ local function drive(ref, ev, vars, file, line, idx)
         if step_over then aim_funcs(ref, rec.stack(), step_target) end
         rec.install()
       end
+      if native then native.resume() end
       return true
     elseif nxt == 'stop' then
       started = false

@@ -26,7 +26,9 @@
 **   callbacks(hits, input)  hits(source, short_src, line) says whether a
 **       breakpoint can be in that source at that line; input() reads and
 **       runs commands sent while the program runs
-**   input(on)  turns the look at standard input on or off; true when on
+**   input(on)  allows the look at standard input or not; true when allowed
+**   resume()  the program goes on: look at the input while it runs, unless
+**       some already waits (typed ahead: that is for the next stop)
 **   waiting()  whether input is waiting now
 */
 
@@ -89,7 +91,7 @@ static int nfuncs, funcs_ref = LUA_NOREF;
 /* commands while running */
 #define POLL_EVENTS 1000
 #define POLL_MS 40
-static int polling, countdown = POLL_EVENTS;
+static int allowed, polling, countdown = POLL_EVENTS;
 static unsigned long last_poll;
 
 static const char *const hooknames[] = {"call", "return", "line", "count", "tail return"};
@@ -249,13 +251,14 @@ static int input_waiting (void) {
 
 /* Called every POLL_EVENTS events: a clock read, and a look at the pipe
 ** when POLL_MS have passed. Returns whether the agent ran. */
-static int check_input (lua_State *L) {
+static int check_input (lua_State *L, Thread *t) {
   unsigned long now;
   countdown = POLL_EVENTS;
   now = now_ms();
   if (now - last_poll < POLL_MS) return 0;
   last_poll = now;
   if (!input_waiting()) return 0;
+  if (t->owned) push_stack(L, t);   /* the agent may count from the real depth */
   lua_rawgeti(L, LUA_REGISTRYINDEX, input_ref);
   lua_call(L, 0, 0);
   return 1;
@@ -279,7 +282,7 @@ static void forward (lua_State *L, Thread *t, lua_Debug *ar) {
 static void hook (lua_State *L, lua_Debug *ar) {
   Thread *t = find(L);
   if (t == NULL) return;   /* a thread that inherited the hook */
-  if (polling && --countdown <= 0 && check_input(L)) {
+  if (polling && --countdown <= 0 && check_input(L, t)) {
     t = find(L);           /* the agent may have changed or removed it */
     if (t == NULL || lua_gethook(L) != hook) return;
   }
@@ -474,16 +477,23 @@ static int l_callbacks (lua_State *L) {
 ** buffer of stdio's. */
 static int l_input (lua_State *L) {
   int on = lua_toboolean(L, 1) && input_ref != LUA_NOREF && stdin_is_pipe();
-  if (on && !polling) setvbuf(stdin, NULL, _IONBF, 0);
-  polling = on;
-  countdown = POLL_EVENTS;
-  last_poll = now_ms();
+  if (on && !allowed) setvbuf(stdin, NULL, _IONBF, 0);
+  allowed = on;
+  if (!on) polling = 0;
   lua_pushboolean(L, on);
   return 1;
 }
 
+static int l_resume (lua_State *L) {
+  (void)L;
+  polling = allowed && !input_waiting();
+  countdown = POLL_EVENTS;
+  last_poll = now_ms();
+  return 0;
+}
+
 static int l_waiting (lua_State *L) {
-  lua_pushboolean(L, polling && input_waiting());
+  lua_pushboolean(L, allowed && input_waiting());
   return 1;
 }
 
@@ -493,6 +503,7 @@ static const luaL_Reg functions[] = {
   {"stepfuncs", l_stepfuncs},
   {"callbacks", l_callbacks},
   {"input", l_input},
+  {"resume", l_resume},
   {"waiting", l_waiting},
   {NULL, NULL}
 };
@@ -505,7 +516,7 @@ SORBHOOK_API int luaopen_sorbhook (lua_State *L) {
   lua_remove(L, -2);
   lua_pushcclosure(L, l_gethook, 1);
   lua_setfield(L, -2, "gethook");
-  lua_pushliteral(L, "1");
+  lua_pushliteral(L, "2");   /* the agent checks it: the calls it makes */
   lua_setfield(L, -2, "version");
   return 1;
 }

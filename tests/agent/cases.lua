@@ -377,6 +377,10 @@ add { name = 'running: a breakpoint set while a loop runs, a command left for th
   input = { 'run', W, 'listb', 'setb 4 spin.lua', W, 'delb 4 spin.lua', 'done = true', 'run' },
   expect = T(P .. 'Breakpoint set in file spin.lua line 4', stop('spin.lua', 4, 2, true),
              P .. 'Break at: 4 in spin.lua', P .. 'Breakpoint deleted from file spin.lua line 4', P .. P .. 'spun\ttrue') }
+add { name = 'running: commands typed ahead of run wait for the stop', prog = 'busy.lua', native = true,
+  input = { 'setb 5 busy.lua', 'run', 'delb 5 busy.lua', 'run', W },
+  expect = T(P .. 'Breakpoint set in file busy.lua line 5', P .. stop('busy.lua', 5, 1, true),
+             P .. 'Breakpoint deleted from file busy.lua line 5', P .. 'sum\t2000001000000') }
 add { name = 'running: over, then out of the looping function', prog = 'spin.lua', native = true,
   input = { 'run', W, 'over', W, 'done = true', 'out', 'run' },
   expect = T(P .. stop('spin.lua', 3, 2), P .. P .. stop('spin.lua', 9, 1), P .. 'spun\ttrue') }

@@ -94,7 +94,7 @@ end
 
 -- a broken module path must not pass as "the same without it"
 if module then
-  check(shell('LUA_CPATH=' .. q(cpath(true)) .. ' ' .. lua .. ' -e "io.write(require(\'sorbhook\').version)"') == '1',
+  check(shell('LUA_CPATH=' .. q(cpath(true)) .. ' ' .. lua .. ' -e "io.write(require(\'sorbhook\').version)"') == '2',
         { name = 'sorbhook' }, 'cannot load', module)
 end
 
@@ -125,8 +125,10 @@ for _, case in ipairs(cases) do
     local lines, out = run(case, false)
     verify(case, lines, out)
     if module then
+      -- trace clocks differ from run to run
+      local function unclocked(s) return (string.gsub(s, '%d%d%d%d%d%.%d%d:', 'CLOCK:')) end
       local _, native_out = run(case, true)
-      check(native_out == out, case, 'with the native part the output differs:', native_out)
+      check(unclocked(native_out) == unclocked(out), case, 'with the native part the output differs:', native_out)
     end
   elseif module then
     verify(case, run(case, true))
