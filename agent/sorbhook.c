@@ -321,6 +321,10 @@ static void hook (lua_State *L, lua_Debug *ar) {
       break;
   }
   forward(L, t, ar);
+  /* the agent's count after its hook, so that no line after this one
+  ** needs a Lua call to learn it */
+  t = find(L);
+  if (t != NULL && !t->run && kind == KIND_OVER && lua_gethook(L) == hook) pull(L, t, 1);
 }
 
 
