@@ -1181,7 +1181,7 @@ local function drive(ref, ev, vars, file, line, idx)
       return true
     elseif nxt == 'stop' then
       started = false
-      if native then native.sethook() else sethook() end
+      if native then native.sethook() native.resume(false) else sethook() end
       update_mode()
       if on_quit then on_quit() end
       return false
@@ -1240,6 +1240,7 @@ local function running_input()
     elseif command == 'exit' then
       started = false
       native.sethook()
+      native.resume(false)
       update_mode()
       if on_quit then on_quit() end
       return

@@ -27,8 +27,9 @@
 **       breakpoint can be in that source at that line; input() reads and
 **       runs commands sent while the program runs
 **   input(on)  allows the look at standard input or not; true when allowed
-**   resume()  the program goes on: look at the input while it runs, unless
-**       some already waits (typed ahead: that is for the next stop)
+**   resume([on])  the program goes on: look at the input while it runs,
+**       unless some already waits (typed ahead: that is for the next stop)
+**       or on is false (the session is over)
 **   waiting()  whether input is waiting now
 */
 
@@ -65,7 +66,9 @@ typedef struct Thread {
 } Thread;
 
 /* One Lua state per process: the agent is loaded once. */
-static Thread *threads, *last;   /* last: the thread of the previous event */
+/* the hooked threads by address, in chains; a program may make thousands */
+static Thread **buckets, *last;   /* last: the thread of the previous event */
+static size_t nbuckets, nthreads;
 static int kind = KIND_ALL;
 static unsigned gen = 1;
 static int hits_ref = LUA_NOREF, input_ref = LUA_NOREF;
@@ -101,18 +104,49 @@ static void hook (lua_State *L, lua_Debug *ar);
 
 /* ------------------------------------------------------------ threads */
 
+static size_t bucket (const lua_State *L, size_t n) {
+  size_t p = (size_t)L;
+  return ((p >> 4) ^ (p >> 12)) & (n - 1);
+}
+
 static Thread *find (lua_State *L) {
   Thread *t;
   if (last != NULL && last->L == L) return last;
-  for (t = threads; t != NULL; t = t->next)
+  if (nbuckets == 0) return NULL;
+  for (t = buckets[bucket(L, nbuckets)]; t != NULL; t = t->next)
     if (t->L == L) return last = t;
   return NULL;
 }
 
+/* Adds t, first doubling the buckets when the chains grow long. */
+static int add (Thread *t) {
+  if (nthreads >= 2 * nbuckets) {
+    size_t n = nbuckets ? 2 * nbuckets : 64, i;
+    Thread **b = (Thread **)calloc(n, sizeof *b);
+    if (b == NULL) return 0;
+    for (i = 0; i < nbuckets; i++) {
+      while (buckets[i] != NULL) {
+        Thread *u = buckets[i];
+        buckets[i] = u->next;
+        u->next = b[bucket(u->L, n)];
+        b[bucket(u->L, n)] = u;
+      }
+    }
+    free(buckets);
+    buckets = b;
+    nbuckets = n;
+  }
+  t->next = buckets[bucket(t->L, nbuckets)];
+  buckets[bucket(t->L, nbuckets)] = t;
+  nthreads++;
+  return 1;
+}
+
 static void drop (lua_State *L, Thread *t) {
   Thread **p;
-  for (p = &threads; *p != t; p = &(*p)->next) {}
+  for (p = &buckets[bucket(t->L, nbuckets)]; *p != t; p = &(*p)->next) {}
   *p = t->next;
+  nthreads--;
   if (last == t) last = NULL;
   luaL_unref(L, LUA_REGISTRYINDEX, t->hook_ref);
   luaL_unref(L, LUA_REGISTRYINDEX, t->access_ref);
@@ -355,8 +389,10 @@ static int l_sethook (lua_State *L) {
     t = (Thread *)calloc(1, sizeof *t);
     if (t == NULL) return luaL_error(L, "not enough memory");
     t->L = L1;
-    t->next = threads;
-    threads = t;
+    if (!add(t)) {
+      free(t);
+      return luaL_error(L, "not enough memory");
+    }
     /* held here, as the agent's records hold it: no other thread can
     ** take its address while its entry lives */
     lua_pushthread(L1);
@@ -489,8 +525,7 @@ static int l_input (lua_State *L) {
 }
 
 static int l_resume (lua_State *L) {
-  (void)L;
-  polling = allowed && !input_waiting();
+  polling = allowed && (lua_isnone(L, 1) || lua_toboolean(L, 1)) && !input_waiting();
   countdown = POLL_EVENTS;
   last_poll = now_ms();
   return 0;

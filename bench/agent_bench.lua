@@ -144,6 +144,13 @@ local inputs = {
   over = commands { 'setb ' .. work_line .. ' ' .. self, 'run', 'over', 'run' },
   watch = commands { 'setw n == -1', 'run' },
 }
+local STEPS = 2000
+do
+  local list = {}
+  for i = 1, STEPS do list[i] = 'step' end
+  list[#list + 1] = 'exit'   -- the rest runs without a hook
+  inputs.step = commands(list)
+end
 
 local rows = { { 'plain', 'plain Lua' }, { 'empty', 'empty "crl" hook' } }
 local function agent_rows(who, agent, native)
@@ -194,6 +201,16 @@ for i, row in ipairs(rows) do
                       run_mode and string.format('%.2f', med[i] / run_mode) or '',
                       row.per_line and string.format('%.2f', (med[i] - med[1]) / lines * 1e6) or ''))
 end
+
+-- stepping: the agent's own cost of a stop (CPU), commands typed ahead
+local per_step = {}
+for _, native in ipairs({ false, true }) do
+  local t = {}
+  for _ = 1, runs do t[#t + 1] = child('agent', agents[1], inputs.step, native) end
+  per_step[#per_step + 1] = string.format('%.3f', (median(t) - med[1]) / STEPS * 1e3)
+end
+print(string.format('%-42s %8s ms per stop in Lua alone, %s ms with sorbhook', 'agent, ' .. STEPS .. ' steps',
+                    per_step[1], per_step[2]))
 for _, path in pairs(inputs) do os.remove(path) end
 
 -- A breakpoint set while an endless loop runs: the command goes through a

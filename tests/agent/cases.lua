@@ -369,6 +369,10 @@ add { name = 'filter: a breakpoint reached during over, in a coroutine', prog = 
              P .. 'Breakpoint set in file filter.lua line 4', co_stop(4, 2, true), P .. '1\t',
              P .. 'All breakpoints deleted', co_stop(3, 2), co_stop(4, 2), co_stop(10, 1), P .. stop('filter.lua', 15, 1),
              P, filtered) }
+add { name = 'filter: hundreds of hooked coroutines, the last made stops first', prog = 'many.lua',
+  input = { 'setb 5 many.lua', 'run', '=n', 'delb 5 many.lua', 'run' },
+  expect = T(P .. 'Breakpoint set in file many.lua line 5', P .. '[thread: 0x?] ' .. stop('many.lua', 5, 1, true),
+             P .. '300\t', P .. 'Breakpoint deleted from file many.lua line 5', P .. '90300') }
 --}}}
 --{{{ commands while the program runs (native part only; { wait = s } holds the input back)
 local W = { wait = 0.5 }
