@@ -935,6 +935,10 @@ end
 -- lines read while the program ran that wait for the next stop
 local pending = {}
 
+-- a command line from standard input (the native part reads it when it
+-- looks at the input while the program runs)
+local read_line = function() return fread(stdin, '*l') end
+
 local function debugger_loop()
   line_start()
   out('Lua Debugger - Version ', VERSION, '\n')
@@ -956,7 +960,7 @@ local function debugger_loop()
     out('[DEBUG]> ')
     local line = tremove(pending, 1)
     if not line then
-      line = fread(stdin, '*l')
+      line = read_line()
       if line == nil then
         out('\n')
         line = 'exit'
@@ -1209,7 +1213,7 @@ local function running_input()
   local ar = getinfo(2, 'S')
   if ar and ar.source == AGENT_SOURCE then return end   -- in the agent: later
   while true do
-    local line = fread(stdin, '*l')
+    local line = read_line()
     if line == nil then   -- the end of input: the next stop reads it again
       native.input(false)
       return
@@ -1259,7 +1263,7 @@ end
 
 if native then
   native.callbacks(native_hits, running_input)
-  native.input(true)
+  if native.input(true) then read_line = native.readline end
 end
 
 --}}}

@@ -31,8 +31,10 @@
 **       unless some already waits (typed ahead: that is for the next stop)
 **       or on is false (the session is over)
 **   waiting()  whether input is waiting now
+**   readline()  a line of standard input without its end, nil at the end
 */
 
+#include <errno.h>
 #include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -96,6 +98,8 @@ static int nfuncs, funcs_ref = LUA_NOREF;
 #define POLL_MS 40
 static int allowed, polling, countdown = POLL_EVENTS;
 static unsigned long last_poll;
+static char inbuf[4096];   /* read from standard input, not yet a line */
+static int inpos, inlen;
 
 static const char *const hooknames[] = {"call", "return", "line", "count", "tail return"};
 
@@ -256,10 +260,16 @@ static int stdin_is_pipe (void) {
 }
 
 /* a broken pipe counts as waiting: the agent then reads the end of input */
-static int input_waiting (void) {
+static int pipe_waiting (void) {
   DWORD n = 0;
   if (!PeekNamedPipe(GetStdHandle(STD_INPUT_HANDLE), NULL, 0, NULL, &n, NULL)) return 1;
   return n > 0;
+}
+
+static int read_input (char *buf, int size) {
+  DWORD n = 0;
+  if (!ReadFile(GetStdHandle(STD_INPUT_HANDLE), buf, (DWORD)size, &n, NULL)) return 0;
+  return (int)n;
 }
 #else
 static unsigned long now_ms (void) {
@@ -274,14 +284,22 @@ static int stdin_is_pipe (void) {
   return S_ISFIFO(st.st_mode) || S_ISSOCK(st.st_mode) || isatty(0);
 }
 
-static int input_waiting (void) {
+static int pipe_waiting (void) {
   struct pollfd p;
   p.fd = 0;
   p.events = POLLIN;
   p.revents = 0;
   return poll(&p, 1, 0) > 0 && (p.revents & (POLLIN | POLLHUP | POLLERR)) != 0;
 }
+
+static int read_input (char *buf, int size) {
+  ssize_t n;
+  do n = read(0, buf, (size_t)size); while (n < 0 && errno == EINTR);
+  return n < 0 ? 0 : (int)n;
+}
 #endif
+
+static int input_waiting (void) { return inpos < inlen || pipe_waiting(); }
 
 /* Called every POLL_EVENTS events: a clock read, and a look at the pipe
 ** when POLL_MS have passed. Returns whether the agent ran. */
@@ -536,6 +554,41 @@ static int l_waiting (lua_State *L) {
   return 1;
 }
 
+/*
+** While the look at the input is allowed the agent reads its lines here,
+** from the pipe into a buffer of this module's, where the look sees what
+** waits; stdio's stdin is unbuffered then, so that a program's own reads
+** take no more than they use. A read takes what the pipe holds: a byte a
+** read would cost a trip to the server per byte under Wine.
+*/
+static int l_readline (lua_State *L) {
+  luaL_Buffer b;
+  int any = 0;
+  luaL_buffinit(L, &b);
+  for (;;) {
+    char *end = (char *)memchr(inbuf + inpos, '\n', inlen - inpos);
+    if (end != NULL) {
+      luaL_addlstring(&b, inbuf + inpos, end - (inbuf + inpos));
+      inpos = (int)(end - inbuf) + 1;
+      break;
+    }
+    any = any || inpos < inlen;
+    luaL_addlstring(&b, inbuf + inpos, inlen - inpos);
+    inpos = 0;
+    inlen = read_input(inbuf, (int)sizeof inbuf);
+    if (inlen <= 0) {   /* the end of input */
+      inlen = 0;
+      if (!any) {
+        lua_pushnil(L);
+        return 1;
+      }
+      break;
+    }
+  }
+  luaL_pushresult(&b);
+  return 1;
+}
+
 static const luaL_Reg functions[] = {
   {"sethook", l_sethook},
   {"config", l_config},
@@ -544,6 +597,7 @@ static const luaL_Reg functions[] = {
   {"input", l_input},
   {"resume", l_resume},
   {"waiting", l_waiting},
+  {"readline", l_readline},
   {NULL, NULL}
 };
 
