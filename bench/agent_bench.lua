@@ -188,7 +188,7 @@ if next(results, next(results)) then
 end
 
 print(string.format('workload: %d line events; %d runs each, median CPU seconds (os.clock)', lines, runs))
-print(string.format('%-42s %8s %8s %8s %10s %8s', 'under', 'seconds', 'x plain', 'x empty', 'x run mode', 'us/line'))
+print(string.format('%-48s %8s %8s %8s %10s %8s', 'under', 'seconds', 'x plain', 'x empty', 'x run mode', 'us/line'))
 local med, by_kind = {}, {}
 for i, row in ipairs(rows) do
   med[i] = median(times[i])
@@ -196,7 +196,7 @@ for i, row in ipairs(rows) do
 end
 for i, row in ipairs(rows) do
   local run_mode = row.per and by_kind[(row.key or '') .. row.per]
-  print(string.format('%-42s %8.3f %8.2f %8s %10s %8s', row[2], med[i], med[i] / med[1],
+  print(string.format('%-48s %8.3f %8.2f %8s %10s %8s', row[2], med[i], med[i] / med[1],
                       i == 1 and '' or string.format('%.2f', med[i] / med[2]),
                       run_mode and string.format('%.2f', med[i] / run_mode) or '',
                       row.per_line and string.format('%.2f', (med[i] - med[1]) / lines * 1e6) or ''))
@@ -209,7 +209,7 @@ for _, native in ipairs({ false, true }) do
   for _ = 1, runs do t[#t + 1] = child('agent', agents[1], inputs.step, native) end
   per_step[#per_step + 1] = string.format('%.3f', (median(t) - med[1]) / STEPS * 1e3)
 end
-print(string.format('%-42s %8s ms per stop in Lua alone, %s ms with sorbhook', 'agent, ' .. STEPS .. ' steps',
+print(string.format('%-48s %8s ms per stop in Lua alone, %s ms with sorbhook', 'agent, ' .. STEPS .. ' steps',
                     per_step[1], per_step[2]))
 for _, path in pairs(inputs) do os.remove(path) end
 
@@ -233,5 +233,5 @@ for _ = 1, runs do
   end
   waits[#waits + 1] = (seen - sent) / 1e6
 end
-print(string.format('%-42s %8.1f ms (median of %d; the Lua agent alone never stops there)',
+print(string.format('%-48s %8.1f ms (median of %d; the Lua agent alone never stops there)',
                     'agent + sorbhook, breakpoint set while running', median(waits), runs))
