@@ -85,6 +85,12 @@ local IsWindows = sfind(slower(os.getenv('OS') or ''), '^windows') ~= nil
 -- ERROR, an error that nothing caught, is reported as "Error in application file: "
 local events = { BREAK = 1, WATCH = 2, STEP = 3, SET = 4, ERROR = 5 }
 
+-- What the command loop yields to the hook (drive): the program goes on
+-- (RESUME), the session ends (CLOSE), or a number, the stack level to make
+-- the context of (set). The hook resumes the loop with the stop's event,
+-- context, file, line and watch index.
+local RESUME, CLOSE = 'cont', 'stop'
+
 local breakpoints = {}   -- [line] = { [file] = true }
 local watches     = {}   -- [index] = { func = f, exp = text }
 
@@ -160,258 +166,6 @@ local break_hits = setmetatable({}, weak_keys)
 
 -- defined further down, with the code that runs in the program's threads
 local out, dumpvar, context_meta, update_mode
-
---}}}
---{{{ help texts
-
-local hint_order = {
-  'pause', 'poff', 'pon', 'setb', 'delb', 'delallb', 'setw', 'delw', 'delallw',
-  'run', 'step', 'over', 'out', 'goto', 'listb', 'listw', 'set', 'vars', 'fenv',
-  'glob', 'ups', 'locs', 'dump', 'tron', 'trace', 'info', 'show', 'exit', 'help',
-  '<statement>', 'what',
-}
-
-local hints = {}
-
-hints.pause = [[
-pause(msg)          -- start/resume a debugger session|
-
-This can only be used in your code or from the console as a means to
-start/resume a debugger session. A session that is not open is opened:
-the debugger stops on the line after the pause() call. If one is open the
-program stops there again.
-If msg is given that is shown (as "Message: msg") when the session stops,
-useful to give a context if you've instrumented your code with pause().
-Typed as a debugger command it only says that it belongs in your script.
-]]
-
-hints.poff = [[
-poff                -- turn off pause() command|
-
-Causes all pause() statements to be ignored. This is useful if you have
-instrumented your code in a busy loop and want to continue normal execution
-with no further interruption. No reply.
-]]
-
-hints.pon = [[
-pon                 -- turn on pause() command|
-
-Re-instates honouring the pause() statements in the debugged program.
-No reply.
-]]
-
-hints.setb = [[
-setb [line file]    -- set a breakpoint to line/file|
-
-If file is omitted or is "-" the breakpoint is set in the file of the
-current stop or of the level set by "set"; if line is omitted or is "-"
-the current line is used. Execution pauses when this line is about to be
-executed and the debugger session is re-activated.
-The file can be given as the fully qualified name, partially qualified or
-just the file name, with or without its extension: "myfile.lua" matches
-every file whose name ends in "/myfile.lua". On Windows file names are
-compared in lower case. Replies "Breakpoint set in file <file> line <line>",
-or "Bad request" when there is no file.
-]]
-
-hints.delb = [[
-delb [line file]    -- removes a breakpoint|
-
-If file is omitted or is "-" the breakpoint is removed from the file of
-the current stop; if line is omitted or is "-" the current line is used.
-The file must be given as it was for "setb". Replies "Breakpoint deleted
-from file <file> line <line>", or "Bad request" when there is no file.
-]]
-
-hints.delallb = [[
-delallb             -- removes all breakpoints|
-
-Removes every breakpoint and replies "All breakpoints deleted".
-]]
-
-hints.setw = [[
-setw <exp>          -- adds a new watch expression|
-
-The expression is evaluated before each line is executed, in the context
-of the function running then. If it yields a true value the program
-pauses. The rest of the line is taken as the expression, it is not checked
-when it is set. Replies "Set watch exp no. <index>", the index to give to
-"delw", or "Bad request" when there is no expression.
-]]
-
-hints.delw = [[
-delw <index>        -- removes the watch expression at index|
-
-The index is the one given when the expression was set (see "listw").
-Replies "Watch expression deleted", or "Bad request" when the index is not
-a number.
-]]
-
-hints.delallw = [[
-delallw             -- removes all watch expressions|
-
-Removes every watch expression and replies "All watch expressions deleted".
-]]
-
-hints.run = [[
-run                 -- run until next breakpoint or watch expression|
-
-Turns stepping off and lets the program run until it reaches a breakpoint
-or a watch expression becomes true.
-]]
-
-hints.step = [[
-step [N]            -- run next N lines, stepping into function calls|
-
-Runs N lines (default 1) of the program, stopping in called functions as
-well, then reports the new position as
-"Paused at file: <file> (<line>) (<stack level>)".
-]]
-
-hints.over = [[
-over [N]            -- run next N lines, stepping over function calls|
-
-Runs N lines (default 1) of the current function without stopping in the
-functions it calls. At the outermost level it behaves like "step".
-]]
-
-hints.out = [[
-out [N]             -- run lines until stepped out of N functions|
-
-Runs until the program is N (default 1) stack levels below the current
-one, that is until it has returned from N functions.
-]]
-
-hints['goto'] = [[
-goto <line>         -- step to line number <line> in the current file|
-
-Runs until the given line of the current file is reached (or a breakpoint
-or a watch expression stops it before). A breakpoint already set at that
-line stays in place. Replies "Bad request" when line is not a number.
-]]
-
-hints.listb = [[
-listb               -- lists breakpoints|
-
-Lists every breakpoint as "Break at: <line> in <file>".
-]]
-
-hints.listw = [[
-listw               -- lists watch expressions|
-
-Lists every watch expression as "Watch exp. <index>: <expression>".
-]]
-
-hints.set = [[
-set [level]         -- set context to stack level, omitted=show|
-
-The context is where variables are looked up and statements are executed.
-Level 1 is the function where the program stopped, 2 its caller and so
-on. Replies "Level: <level>", or "No level set" when no function exists at
-that level. A level that is not a number ends the debugger session.
-]]
-
-hints.vars = [[
-vars [depth]        -- list context locals to depth, omitted=1|
-
-Dumps the context: every local and upvalue of the function at the level
-set, as "variables". Tables are listed to the given depth.
-]]
-
-hints.fenv = [[
-fenv [depth]        -- list context function env to depth, omitted=1|
-
-Dumps the environment of the function at the level set, as "environment",
-to the given depth.
-]]
-
-hints.glob = [[
-glob [depth]        -- list globals to depth, omitted=1|
-
-Dumps the global environment, as "globals", to the given depth.
-]]
-
-hints.ups = [[
-ups                 -- list all the upvalue names|
-
-Lists the names of the upvalues of the function at the level set.
-]]
-
-hints.locs = [[
-locs                -- list all the locals names|
-
-Lists the names of the locals of the function at the level set.
-]]
-
-hints.dump = [[
-dump <var> [depth]  -- dump all fields of variable to depth|
-
-The variable is looked up in the context. Its fields are given separated
-by dots, fields made of digits are taken as numbers (dump t.1.name).
-The depth is 1 when omitted or 0. Replies "Bad request" without a variable.
-]]
-
-hints.tron = [[
-tron [crl]          -- turn trace on for (c)alls, (r)etuns, (l)lines|
-
-Prints a trace line for each call (c), return (r) or line (l) executed:
-clock, stack level, file, line and function name. tron without letters
-turns all tracing off.
-]]
-
-hints.trace = [[
-trace               -- dumps a stack trace|
-
-Prints the stack captured at the stop, one function a line:
-[level] name in file:line. The level set is marked by "***".
-]]
-
-hints.info = [[
-info                -- dumps the complete debug info captured|
-
-Dumps everything captured about the stack at the stop (function records,
-locals and upvalues of each level) as "traceinfo", without depth limit.
-]]
-
-hints.show = [[
-show line file X Y  -- show X lines before and Y after line in file|
-
-If line or file is omitted or is "-" the current line or file is used.
-X defaults to 10, Y to X. A file name without extension gets ".lua"; a
-file that is not found is searched along package.path. The given line is
-marked by "***". Replies "Nothing to show" when there is no file and
-"Cannot find <file>" when it cannot be opened.
-]]
-
-hints.exit = [[
-exit                -- exits debugger, re-start it using pause()|
-
-Ends the debugger session: the program runs on without stopping.
-Breakpoints and watch expressions are kept for a later session.
-]]
-
-hints.help = [[
-help [command]      -- show this list or help for command|
-
-Without a known command lists every command with its summary.
-]]
-
-hints['<statement>'] = [[
-<statement>         -- execute a statement in the current context|
-
-Any line that is not a command is run as a Lua statement in the context
-of the level set; "=exp" prints the value of exp. Locals and upvalues that
-the statement changes are written back to the program (unless set to nil
-or false). Errors are shown as "Compile error: ..." or "Run error: ...".
-]]
-
-hints.what = [[
-what <func>         -- show where <func> is defined (if known)|
-
-Looks the function up in the context and prints its kind, source file and
-first and last line; for anything else "<value> is not a function".
-Replies "Bad request" without a name.
-]]
 
 --}}}
 --{{{ output helpers
@@ -877,59 +631,232 @@ local function split_command(line)
   return ssub(line, s, e), (sgsub(ssub(line, e + 1), '^%s*', ''))
 end
 
--- The commands on breakpoints and watches: answered at a stop, and (with
--- the native part) at once while the program runs.
-local quick = {}
+local function bad_request() out('Bad request\n') end
 
-function quick.setb(args)
-  local ln, file = getargs(args, 'LF')
-  if file ~= '' then
-    set_breakpoint(file, ln)
-    out('Breakpoint set in file ', file, ' line ', ln, '\n')
-  else
-    out('Bad request\n')
-  end
+local function stepping(into, over, lines)
+  step_into, step_over = into, over
+  if lines then step_lines = lines end
 end
 
-function quick.delb(args)
-  local ln, file = getargs(args, 'LF')
-  if file ~= '' then
-    remove_breakpoint(file, ln)
-    out('Breakpoint deleted from file ', file, ' line ', ln, '\n')
-  else
-    out('Bad request\n')
-  end
+-- Yields to the hook what the program does next (RESUME, CLOSE or a level
+-- for the context) and takes the next stop's context as the current one.
+local function resume_program(what)
+  local env, file, line = report(coyield(what))
+  rawset(globals, 'eval_env', env)
+  rawset(globals, 'breakfile', file)
+  rawset(globals, 'breakline', line)
 end
 
-function quick.delallb()
+-- The commands, in the order of the help listing: each entry has its name,
+-- its argument letters (see getargs), its handler, called with the rest of
+-- the line and the arguments its letters read (a handler that returns a
+-- value ends the command loop with it), whether it is also taken while the
+-- program runs (native part), and its help text and summary (at the end of
+-- this file). commands[name] is the entry of that name.
+local commands = {}
+local function command(name, letters, run, running)
+  local c = { name = name, letters = letters or '', run = run, running = running }
+  commands[#commands + 1] = c
+  commands[name] = c
+end
+
+local function invoke(c, args)
+  return c.run(args, getargs(args, c.letters))
+end
+
+command('pause', nil, function()
+  out('pause() should only be used in the script you are debugging\n')
+end)
+
+command('poff', nil, function() pause_off = true end)
+
+command('pon', nil, function() pause_off = false end)
+
+command('setb', 'LF', function(_, ln, file)
+  if file == '' then return bad_request() end
+  set_breakpoint(file, ln)
+  out('Breakpoint set in file ', file, ' line ', ln, '\n')
+end, true)
+
+command('delb', 'LF', function(_, ln, file)
+  if file == '' then return bad_request() end
+  remove_breakpoint(file, ln)
+  out('Breakpoint deleted from file ', file, ' line ', ln, '\n')
+end, true)
+
+command('delallb', nil, function()
   breakpoints = {}
   out('All breakpoints deleted\n')
-end
+end, true)
 
-function quick.setw(args)
-  if args ~= '' then
-    local func = loadstring('return(' .. args .. ')')
-    local idx = #watches + 1
-    watches[idx] = { func = func, exp = args }
-    out('Set watch exp no. ', idx, '\n')
-  else
-    out('Bad request\n')
-  end
-end
+command('setw', nil, function(args)
+  if args == '' then return bad_request() end
+  local func = loadstring('return(' .. args .. ')')
+  local idx = #watches + 1
+  watches[idx] = { func = func, exp = args }
+  out('Set watch exp no. ', idx, '\n')
+end, true)
 
-function quick.delw(args)
-  local idx = tonumber((getargs(args, 'S')))
-  if idx then
-    watches[idx] = nil
-    out('Watch expression deleted\n')
-  else
-    out('Bad request\n')
-  end
-end
+command('delw', 'S', function(_, idx)
+  idx = tonumber(idx)
+  if not idx then return bad_request() end
+  watches[idx] = nil
+  out('Watch expression deleted\n')
+end, true)
 
-function quick.delallw()
+command('delallw', nil, function()
   watches = {}
   out('All watch expressions deleted\n')
+end, true)
+
+command('run', nil, function()
+  stepping(false, false)
+  resume_program(RESUME)
+end)
+
+command('step', 'S', function(_, n)
+  stepping(true, false, tonumber(n) or 1)
+  resume_program(RESUME)
+end)
+
+command('over', 'S', function(_, n)
+  stepping(false, true, tonumber(n) or 1)
+  aim_step(0)
+  resume_program(RESUME)
+end)
+
+command('out', 'S', function(_, n)
+  stepping(false, true, 1)
+  aim_step(tonumber(n) or 1)
+  resume_program(RESUME)
+end)
+
+command('goto', 'S', function(_, ln)
+  ln = tonumber(ln)
+  local file = rawget(globals, 'breakfile')
+  if not (ln and file) then return bad_request() end
+  stepping(false, false)
+  if has_breakpoint(file, ln) then return resume_program(RESUME) end
+  set_breakpoint(file, ln)
+  resume_program(RESUME)
+  if rawget(globals, 'breakfile') == file and rawget(globals, 'breakline') == ln then
+    remove_breakpoint(file, ln)
+  end
+end)
+
+command('listb', nil, function()
+  for ln, files in pairs(breakpoints) do
+    for file in pairs(files) do
+      out('Break at: ', ln, ' in ', file, '\n')
+    end
+  end
+end)
+
+command('listw', nil, function()
+  local keys = {}
+  for k in pairs(watches) do tinsert(keys, k) end
+  tsort(keys)
+  for _, k in ipairs(keys) do
+    out('Watch exp. ', k, ': ', watches[k].exp, '\n')
+  end
+end)
+
+command('set', 'S', function(args, level)
+  if args ~= '' then resume_program(level) end
+  level = eval_env.__VARSLEVEL__
+  if level then
+    out('Level: ', level, '\n')
+  else
+    out('No level set\n')
+  end
+end)
+
+command('vars', 'N', function(_, depth) dumpvar(eval_env, depth + 1, 'variables') end)
+
+command('fenv', 'N', function(_, depth) dumpvar(eval_env.__ENVIRONMENT__, depth + 1, 'environment') end)
+
+command('glob', 'N', function(_, depth) dumpvar(eval_env.__GLOBALS__, depth + 1, 'globals') end)
+
+command('ups', nil, function() dumpvar(eval_env.__UPVALUES__, 2, 'upvalues') end)
+
+command('locs', nil, function() dumpvar(eval_env.__LOCALS__, 2, 'upvalues') end)
+
+command('dump', 'VN', function(_, name, depth)
+  if name == '' then return bad_request() end
+  if depth == 0 then depth = 1 end
+  local ok, v, n = follow(name, '[^%.]+', true)
+  if ok then dumpvar(v, depth + 1, n) else out('Run error: ', text(v), '\n') end
+end)
+
+command('tron', nil, function(args)
+  trace_calls   = sfind(args, 'c') ~= nil
+  trace_returns = sfind(args, 'r') ~= nil
+  trace_lines   = sfind(args, 'l') ~= nil
+end)
+
+command('trace', nil, function()
+  trace(type(eval_env) == 'table' and rawget(eval_env, '__VARSLEVEL__') or nil)
+end)
+
+command('info', nil, function() dumpvar(traceinfo, 0, 'traceinfo') end)
+
+command('show', 'LFNN', function(_, ln, file, before, after)
+  if before == 0 then before = 10 end
+  if after == 0 then after = before end
+  if file ~= '' and file ~= '=stdin' then
+    show(file, ln, before, after)
+  else
+    out('Nothing to show\n')
+  end
+end)
+
+command('exit', nil, function() return CLOSE end)
+
+command('help', 'S', function(_, topic)
+  local c = topic ~= '' and commands[topic]
+  if c and c.help then return out(c.help, '\n') end
+  for _, entry in ipairs(commands) do out(entry.summary, '\n') end
+end)
+
+command('<statement>')   -- help only: any line that is no command
+
+command('what', 'V', function(_, name)
+  if name == '' then return bad_request() end
+  local ok, v = follow(name, '[%w_]+', false)
+  if not ok then
+    out('Run error: ', text(v), '\n')
+  elseif type(v) == 'function' then
+    local def = getinfo(v, 'S')
+    out(def.what, ' in ', def.short_src, ' ', def.linedefined, '..', def.lastlinedefined, '\n')
+  else
+    out(text(v), ' is not a function\n')
+  end
+end)
+
+-- a statement, executed in the context
+local function statement(line)
+  local src = sgsub(line, '^=', 'return ')
+  local ok, func = pcall(loadstring, src)
+  if not ok then
+    return out('Compile error: ', tostring(func), '\n')
+  elseif not func then
+    return out('Compile error: ', line, '\n')
+  end
+  setfenv(func, eval_env)
+  -- the program's thread, not the loop's, is the running one here
+  local running = rawget(colib, 'running')
+  if running == corunning then rawset(colib, 'running', program_thread) end
+  local res = pack(pcall(func))
+  if running == corunning then rawset(colib, 'running', running) end
+  if not res[1] then
+    return out('Run error: ', text(res[2]), '\n')
+  end
+  if res[2] then
+    local texts = {}
+    for k = 2, res.n do texts[k - 1] = text(res[k]) .. '\t' end
+    out(tconcat(texts), '\n')
+  end
+  resume_program(0)
 end
 
 -- lines read while the program ran that wait for the next stop
@@ -947,15 +874,6 @@ local function debugger_loop()
   out('\n')
   out("Type 'help' for commands\n")
 
-  local command, args
-
-  local function resume_program(what)
-    local env, file, line = report(coyield(what))
-    rawset(globals, 'eval_env', env)
-    rawset(globals, 'breakfile', file)
-    rawset(globals, 'breakline', line)
-  end
-
   while true do
     out('[DEBUG]> ')
     local line = tremove(pending, 1)
@@ -967,195 +885,13 @@ local function debugger_loop()
       end
     end
     line = sgsub(line, '\r$', '')   -- a CR-LF line end from a Windows pipe
-    command, args = split_command(line)
-
-    if quick[command] then
-      quick[command](args)
-
-    elseif command == 'listb' then
-      for ln, files in pairs(breakpoints) do
-        for file in pairs(files) do
-          out('Break at: ', ln, ' in ', file, '\n')
-        end
-      end
-
-    elseif command == 'listw' then
-      local keys = {}
-      for k in pairs(watches) do tinsert(keys, k) end
-      tsort(keys)
-      for _, k in ipairs(keys) do
-        out('Watch exp. ', k, ': ', watches[k].exp, '\n')
-      end
-
-    elseif command == 'run' then
-      step_into = false
-      step_over = false
-      resume_program('cont')
-
-    elseif command == 'step' then
-      step_over  = false
-      step_into  = true
-      step_lines = tonumber((getargs(args, 'S'))) or 1
-      resume_program('cont')
-
-    elseif command == 'over' then
-      step_into  = false
-      step_over  = true
-      step_lines = tonumber((getargs(args, 'S'))) or 1
-      aim_step(0)
-      resume_program('cont')
-
-    elseif command == 'out' then
-      step_into  = false
-      step_over  = true
-      step_lines = 1
-      aim_step(tonumber((getargs(args, 'S'))) or 1)
-      resume_program('cont')
-
-    elseif command == 'goto' then
-      local ln = tonumber((getargs(args, 'S')))
-      local file = rawget(globals, 'breakfile')
-      if ln and file then
-        step_into = false
-        step_over = false
-        if has_breakpoint(file, ln) then
-          resume_program('cont')
-        else
-          set_breakpoint(file, ln)
-          resume_program('cont')
-          if rawget(globals, 'breakfile') == file and rawget(globals, 'breakline') == ln then
-            remove_breakpoint(file, ln)
-          end
-        end
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'set' then
-      if args ~= '' then
-        resume_program((getargs(args, 'S')))
-      end
-      local level = eval_env.__VARSLEVEL__
-      if level then
-        out('Level: ', level, '\n')
-      else
-        out('No level set\n')
-      end
-
-    elseif command == 'vars' then
-      dumpvar(eval_env, getargs(args, 'N') + 1, 'variables')
-
-    elseif command == 'glob' then
-      dumpvar(eval_env.__GLOBALS__, getargs(args, 'N') + 1, 'globals')
-
-    elseif command == 'fenv' then
-      dumpvar(eval_env.__ENVIRONMENT__, getargs(args, 'N') + 1, 'environment')
-
-    elseif command == 'ups' then
-      dumpvar(eval_env.__UPVALUES__, 2, 'upvalues')
-
-    elseif command == 'locs' then
-      dumpvar(eval_env.__LOCALS__, 2, 'upvalues')
-
-    elseif command == 'what' then
-      local name = getargs(args, 'V')
-      local ok, v = true, nil
-      if name ~= '' then ok, v = follow(name, '[%w_]+', false) end
-      if not ok then
-        out('Run error: ', text(v), '\n')
-      elseif name ~= '' then
-        if type(v) == 'function' then
-          local def = getinfo(v, 'S')
-          out(def.what, ' in ', def.short_src, ' ', def.linedefined, '..',
-              def.lastlinedefined, '\n')
-        else
-          out(text(v), ' is not a function\n')
-        end
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'dump' then
-      local name, depth = getargs(args, 'VN')
-      if name ~= '' then
-        if depth == 0 then depth = 1 end
-        local ok, v, n = follow(name, '[^%.]+', true)
-        if ok then dumpvar(v, depth + 1, n) else out('Run error: ', text(v), '\n') end
-
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'show' then
-      local ln, file, before, after = getargs(args, 'LFNN')
-      if before == 0 then before = 10 end
-      if after == 0 then after = before end
-      if file ~= '' and file ~= '=stdin' then
-        show(file, ln, before, after)
-      else
-        out('Nothing to show\n')
-      end
-
-    elseif command == 'poff' then
-      pause_off = true
-
-    elseif command == 'pon' then
-      pause_off = false
-
-    elseif command == 'tron' then
-      trace_calls   = sfind(args, 'c') ~= nil
-      trace_returns = sfind(args, 'r') ~= nil
-      trace_lines   = sfind(args, 'l') ~= nil
-
-    elseif command == 'trace' then
-      trace(type(eval_env) == 'table' and rawget(eval_env, '__VARSLEVEL__') or nil)
-
-    elseif command == 'info' then
-      dumpvar(traceinfo, 0, 'traceinfo')
-
-    elseif command == 'pause' then
-      out('pause() should only be used in the script you are debugging\n')
-
-    elseif command == 'help' then
-      local topic = getargs(args, 'S')
-      if topic ~= '' and hints[topic] then
-        out(hints[topic], '\n')
-      else
-        for _, name in ipairs(hint_order) do
-          out((smatch(hints[name], '^(.*)|')), '\n')
-        end
-      end
-
-    elseif command == 'exit' then
-      return 'stop'
-
+    local name, args = split_command(line)
+    local c = commands[name]
+    if c and c.run then
+      local result = invoke(c, args)
+      if result then return result end
     elseif line ~= '' then
-      -- a statement, executed in the context
-      local src = sgsub(line, '^=', 'return ')
-      local ok, func = pcall(loadstring, src)
-      if not ok then
-        out('Compile error: ', tostring(func), '\n')
-      elseif not func then
-        out('Compile error: ', line, '\n')
-      else
-        setfenv(func, eval_env)
-        -- the program's thread, not the loop's, is the running one here
-        local running = rawget(colib, 'running')
-        if running == corunning then rawset(colib, 'running', program_thread) end
-        local res = pack(pcall(func))
-        if running == corunning then rawset(colib, 'running', running) end
-        local n = res.n
-        if res[1] then
-          if res[2] then
-            local texts = {}
-            for k = 2, n do texts[k - 1] = text(res[k]) .. '\t' end
-            out(tconcat(texts), '\n')
-          end
-          resume_program(0)
-        else
-          out('Run error: ', text(res[2]), '\n')
-        end
-      end
+      statement(line)
     end
   end
 end
@@ -1174,7 +910,7 @@ local function drive(ref, ev, vars, file, line, idx)
       update_mode()
       error(nxt, 0)
     end
-    if nxt == 'cont' then
+    if nxt == RESUME then
       update_mode()
       local rec = threads[current_thread]
       if rec then
@@ -1183,7 +919,7 @@ local function drive(ref, ev, vars, file, line, idx)
       end
       if native then native.resume() end
       return true
-    elseif nxt == 'stop' then
+    elseif nxt == CLOSE then
       started = false
       if native then native.sethook() native.resume(false) else sethook() end
       update_mode()
@@ -1199,7 +935,7 @@ local function drive(ref, ev, vars, file, line, idx)
     else
       out('Unknown command from debugger_loop: ', tostring(nxt), '\n')
       out('Stopping debugger\n')
-      nxt = 'stop'
+      nxt = CLOSE
     end
   end
 end
@@ -1219,14 +955,13 @@ local function running_input()
       return
     end
     local command, args = split_command((sgsub(line, '\r$', '')))
-    if quick[command] then
+    local c = commands[command]
+    if c and c.running then
       line_start()
-      quick[command](args)
+      invoke(c, args)
       update_mode()
     elseif command == 'step' then
-      step_over  = false
-      step_into  = true
-      step_lines = tonumber((getargs(args, 'S'))) or 1
+      stepping(true, false, tonumber((getargs(args, 'S'))) or 1)
       update_mode()
       return
     elseif command == 'over' or command == 'out' then
@@ -1234,9 +969,7 @@ local function running_input()
       current_thread = co and threads[co] and co or 'main'
       local rec = threads[current_thread]
       rec.sync(2)   -- levels are not counted in run mode
-      step_into  = false
-      step_over  = true
-      step_lines = command == 'over' and (tonumber((getargs(args, 'S'))) or 1) or 1
+      stepping(false, true, command == 'over' and (tonumber((getargs(args, 'S'))) or 1) or 1)
       aim_step(command == 'out' and (tonumber((getargs(args, 'S'))) or 1) or 0)
       update_mode()
       aim_funcs(2, rec.stack(), step_target)
@@ -1855,6 +1588,258 @@ rawset(globals, '_TRACEBACK', traceback)
 
 
 --}}}
+--}}}
+
+--{{{ help texts
+
+-- The commands' help: the first line, up to "|", is the summary in the
+-- listing; the whole text answers "help <command>".
+local help = {}
+
+help.pause = [[
+pause(msg)          -- start/resume a debugger session|
+
+This can only be used in your code or from the console as a means to
+start/resume a debugger session. A session that is not open is opened:
+the debugger stops on the line after the pause() call. If one is open the
+program stops there again.
+If msg is given that is shown (as "Message: msg") when the session stops,
+useful to give a context if you've instrumented your code with pause().
+Typed as a debugger command it only says that it belongs in your script.
+]]
+
+help.poff = [[
+poff                -- turn off pause() command|
+
+Causes all pause() statements to be ignored. This is useful if you have
+instrumented your code in a busy loop and want to continue normal execution
+with no further interruption. No reply.
+]]
+
+help.pon = [[
+pon                 -- turn on pause() command|
+
+Re-instates honouring the pause() statements in the debugged program.
+No reply.
+]]
+
+help.setb = [[
+setb [line file]    -- set a breakpoint to line/file|
+
+If file is omitted or is "-" the breakpoint is set in the file of the
+current stop or of the level set by "set"; if line is omitted or is "-"
+the current line is used. Execution pauses when this line is about to be
+executed and the debugger session is re-activated.
+The file can be given as the fully qualified name, partially qualified or
+just the file name, with or without its extension: "myfile.lua" matches
+every file whose name ends in "/myfile.lua". On Windows file names are
+compared in lower case. Replies "Breakpoint set in file <file> line <line>",
+or "Bad request" when there is no file.
+]]
+
+help.delb = [[
+delb [line file]    -- removes a breakpoint|
+
+If file is omitted or is "-" the breakpoint is removed from the file of
+the current stop; if line is omitted or is "-" the current line is used.
+The file must be given as it was for "setb". Replies "Breakpoint deleted
+from file <file> line <line>", or "Bad request" when there is no file.
+]]
+
+help.delallb = [[
+delallb             -- removes all breakpoints|
+
+Removes every breakpoint and replies "All breakpoints deleted".
+]]
+
+help.setw = [[
+setw <exp>          -- adds a new watch expression|
+
+The expression is evaluated before each line is executed, in the context
+of the function running then. If it yields a true value the program
+pauses. The rest of the line is taken as the expression, it is not checked
+when it is set. Replies "Set watch exp no. <index>", the index to give to
+"delw", or "Bad request" when there is no expression.
+]]
+
+help.delw = [[
+delw <index>        -- removes the watch expression at index|
+
+The index is the one given when the expression was set (see "listw").
+Replies "Watch expression deleted", or "Bad request" when the index is not
+a number.
+]]
+
+help.delallw = [[
+delallw             -- removes all watch expressions|
+
+Removes every watch expression and replies "All watch expressions deleted".
+]]
+
+help.run = [[
+run                 -- run until next breakpoint or watch expression|
+
+Turns stepping off and lets the program run until it reaches a breakpoint
+or a watch expression becomes true.
+]]
+
+help.step = [[
+step [N]            -- run next N lines, stepping into function calls|
+
+Runs N lines (default 1) of the program, stopping in called functions as
+well, then reports the new position as
+"Paused at file: <file> (<line>) (<stack level>)".
+]]
+
+help.over = [[
+over [N]            -- run next N lines, stepping over function calls|
+
+Runs N lines (default 1) of the current function without stopping in the
+functions it calls. At the outermost level it behaves like "step".
+]]
+
+help.out = [[
+out [N]             -- run lines until stepped out of N functions|
+
+Runs until the program is N (default 1) stack levels below the current
+one, that is until it has returned from N functions.
+]]
+
+help['goto'] = [[
+goto <line>         -- step to line number <line> in the current file|
+
+Runs until the given line of the current file is reached (or a breakpoint
+or a watch expression stops it before). A breakpoint already set at that
+line stays in place. Replies "Bad request" when line is not a number.
+]]
+
+help.listb = [[
+listb               -- lists breakpoints|
+
+Lists every breakpoint as "Break at: <line> in <file>".
+]]
+
+help.listw = [[
+listw               -- lists watch expressions|
+
+Lists every watch expression as "Watch exp. <index>: <expression>".
+]]
+
+help.set = [[
+set [level]         -- set context to stack level, omitted=show|
+
+The context is where variables are looked up and statements are executed.
+Level 1 is the function where the program stopped, 2 its caller and so
+on. Replies "Level: <level>", or "No level set" when no function exists at
+that level. A level that is not a number ends the debugger session.
+]]
+
+help.vars = [[
+vars [depth]        -- list context locals to depth, omitted=1|
+
+Dumps the context: every local and upvalue of the function at the level
+set, as "variables". Tables are listed to the given depth.
+]]
+
+help.fenv = [[
+fenv [depth]        -- list context function env to depth, omitted=1|
+
+Dumps the environment of the function at the level set, as "environment",
+to the given depth.
+]]
+
+help.glob = [[
+glob [depth]        -- list globals to depth, omitted=1|
+
+Dumps the global environment, as "globals", to the given depth.
+]]
+
+help.ups = [[
+ups                 -- list all the upvalue names|
+
+Lists the names of the upvalues of the function at the level set.
+]]
+
+help.locs = [[
+locs                -- list all the locals names|
+
+Lists the names of the locals of the function at the level set.
+]]
+
+help.dump = [[
+dump <var> [depth]  -- dump all fields of variable to depth|
+
+The variable is looked up in the context. Its fields are given separated
+by dots, fields made of digits are taken as numbers (dump t.1.name).
+The depth is 1 when omitted or 0. Replies "Bad request" without a variable.
+]]
+
+help.tron = [[
+tron [crl]          -- turn trace on for (c)alls, (r)etuns, (l)lines|
+
+Prints a trace line for each call (c), return (r) or line (l) executed:
+clock, stack level, file, line and function name. tron without letters
+turns all tracing off.
+]]
+
+help.trace = [[
+trace               -- dumps a stack trace|
+
+Prints the stack captured at the stop, one function a line:
+[level] name in file:line. The level set is marked by "***".
+]]
+
+help.info = [[
+info                -- dumps the complete debug info captured|
+
+Dumps everything captured about the stack at the stop (function records,
+locals and upvalues of each level) as "traceinfo", without depth limit.
+]]
+
+help.show = [[
+show line file X Y  -- show X lines before and Y after line in file|
+
+If line or file is omitted or is "-" the current line or file is used.
+X defaults to 10, Y to X. A file name without extension gets ".lua"; a
+file that is not found is searched along package.path. The given line is
+marked by "***". Replies "Nothing to show" when there is no file and
+"Cannot find <file>" when it cannot be opened.
+]]
+
+help.exit = [[
+exit                -- exits debugger, re-start it using pause()|
+
+Ends the debugger session: the program runs on without stopping.
+Breakpoints and watch expressions are kept for a later session.
+]]
+
+help.help = [[
+help [command]      -- show this list or help for command|
+
+Without a known command lists every command with its summary.
+]]
+
+help['<statement>'] = [[
+<statement>         -- execute a statement in the current context|
+
+Any line that is not a command is run as a Lua statement in the context
+of the level set; "=exp" prints the value of exp. Locals and upvalues that
+the statement changes are written back to the program (unless set to nil
+or false). Errors are shown as "Compile error: ..." or "Run error: ...".
+]]
+
+help.what = [[
+what <func>         -- show where <func> is defined (if known)|
+
+Looks the function up in the context and prints its kind, source file and
+first and last line; for anything else "<value> is not a function".
+Replies "Bad request" without a name.
+]]
+
+for name, t in pairs(help) do
+  commands[name].help, commands[name].summary = t, smatch(t, '^(.*)|')
+end
+
 --}}}
 
 local M = {
