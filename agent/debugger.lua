@@ -248,6 +248,31 @@ end
 --}}}
 --{{{ contexts
 
+-- The upvalues of func, and the locals of the function at stack level l
+-- (counted from the function that iterates), in order: index, name, value.
+local function upvalues(func)
+  local i = 0
+  return function()
+    i = i + 1
+    local name, value = getupvalue(func, i)
+    if name then return i, name, value end
+  end
+end
+
+local function locals(l)
+  local i = 0
+  return function()
+    i = i + 1
+    local name, value = getlocal(l + 1, i)   -- + 1: this function's frame
+    if name then return i, name, value end
+  end
+end
+
+-- the file name of a debug record (getinfo 'S')
+local function record_file(ar)
+  return normalise_file(ar.source, ar.short_src)
+end
+
 -- Context of the function at stack level ref + level, counted from the
 -- caller of capture_vars (level 1 of the debugged code when ref is the
 -- number of frames between the caller and the debugged function).
@@ -260,38 +285,30 @@ local function capture_vars(ref, level, line)
   local known = {}
   local func, env = ar.func, nil
   if func then
-    local i = 1
-    while true do
-      local name, value = getupvalue(func, i)
-      if not name then break end
+    for i, name, value in upvalues(func) do
       if name ~= '' and ssub(name, 1, 1) ~= '(' then
         vars[name] = value
         vars.__UPVALUES__[i] = name
         known[name] = true
       end
-      i = i + 1
     end
     env = getfenv(func)
     vars.__ENVIRONMENT__ = env
   end
   vars.__GLOBALS__ = getfenv(0)
 
-  local i = 1
-  while true do
-    local name, value = getlocal(lvl, i)
-    if not name then break end
+  for i, name, value in locals(lvl) do
     if ssub(name, 1, 1) ~= '(' then
       vars[name] = value
       vars.__LOCALS__[i] = name
       known[name] = true
     end
-    i = i + 1
   end
   vars.__VARSLEVEL__ = level
 
   if func then setmetatable(vars, context_meta(known, env, vars)) end
 
-  return vars, normalise_file(ar.source, ar.short_src), line or ar.currentline
+  return vars, record_file(ar), line or ar.currentline
 end
 
 -- Writes the locals and upvalues of a context back into its stack level
@@ -303,26 +320,17 @@ local function restore_vars(ref, vars)
   level = level + ref
 
   local written = {}
-  local i = 1
-  while true do
-    local name = getlocal(level, i)
-    if not name then break end
-    if ssub(name, 1, 1) ~= '(' then
-      local value = rawget(vars, name)
-      if value then
-        setlocal(level, i, value)
-        written[name] = true
-      end
+  for i, name in locals(level) do
+    local value = ssub(name, 1, 1) ~= '(' and rawget(vars, name)
+    if value then
+      setlocal(level, i, value)
+      written[name] = true
     end
-    i = i + 1
   end
 
   local ar = getinfo(level, 'f')
   if not ar or not ar.func then return end
-  i = 1
-  while true do
-    local name = getupvalue(ar.func, i)
-    if not name then break end
+  for i, name in upvalues(ar.func) do
     if name ~= '' and ssub(name, 1, 1) ~= '(' and not written[name] then
       local value = rawget(vars, name)
       if value then
@@ -330,12 +338,23 @@ local function restore_vars(ref, vars)
         written[name] = true
       end
     end
-    i = i + 1
   end
 end
 
 --}}}
 --{{{ stack trace
+
+-- the names and values of a walk (locals or upvalues), less the internal ones
+local function named(walk)
+  local names, values = {}, {}
+  for _, name, value in walk do
+    if ssub(name, 1, 1) ~= '(' then
+      tinsert(names, name)
+      values[#names] = value
+    end
+  end
+  if #names > 0 then return names, values end
+end
 
 -- Captures the stack from level l + 1 (counted from the caller of tracestack).
 local function tracestack(l)
@@ -345,33 +364,16 @@ local function tracestack(l)
     local ar = getinfo(i)
     if not ar then break end
     tinsert(traceinfo, ar)
+    -- only names found are stored: a nil stored makes a slot of its own,
+    -- which changes the order of info's dump
+    local names, values
     if ar.what ~= 'C' then
-      local names, values = {}, {}
-      local j = 1
-      while true do
-        local name, value = getlocal(i, j)
-        if not name then break end
-        if ssub(name, 1, 1) ~= '(' then
-          tinsert(names, name)
-          values[#names] = value
-        end
-        j = j + 1
-      end
-      if #names > 0 then ar.lnames, ar.lvalues = names, values end
+      names, values = named(locals(i + 1))   -- + 1: walked in named
+      if names then ar.lnames, ar.lvalues = names, values end
     end
     if ar.func then
-      local names, values = {}, {}
-      local j = 1
-      while true do
-        local name, value = getupvalue(ar.func, j)
-        if not name then break end
-        if ssub(name, 1, 1) ~= '(' then
-          tinsert(names, name)
-          values[#names] = value
-        end
-        j = j + 1
-      end
-      if #names > 0 then ar.unames, ar.uvalues = names, values end
+      names, values = named(upvalues(ar.func))
+      if names then ar.unames, ar.uvalues = names, values end
     end
     i = i + 1
   end
@@ -1159,21 +1161,13 @@ local function watch_lookup(_, k)
     if ar.func == watch_chunk then break end
     c = c + 1
   end
-  local lvl, found, value = c + 4, false, nil
-  local i = 1
-  while true do
-    local name, v = getlocal(lvl, i)
-    if not name then break end
+  local found, value = false, nil
+  for _, name, v in locals(c + 4) do
     if name == k then found, value = true, v end
-    i = i + 1
   end
   if found then return value end
-  i = 1
-  while true do
-    local name, v = getupvalue(watch_target, i)
-    if not name then break end
+  for _, name, v in upvalues(watch_target) do
     if name == k then return v end
-    i = i + 1
   end
   if k == '__GLOBALS__' then return getfenv(0) end
   local env = getfenv(watch_target)
@@ -1214,7 +1208,7 @@ local function new_thread(th, base0)
     if event == 'return' and trace_returns then
       local ar = getinfo(level + 1, 'Sln')
       if ar then
-        ret_file, ret_line, ret_name = normalise_file(ar.source, ar.short_src), ar.currentline, ar.name
+        ret_file, ret_line, ret_name = record_file(ar), ar.currentline, ar.name
       end
     end
     if event ~= 'line' then return end
@@ -1222,7 +1216,7 @@ local function new_thread(th, base0)
     if trace_calls and slevel > tlevel then
       local caller = getinfo(level + 2, 'Sl')
       local called = getinfo(level + 1, 'n')
-      trace_entry('c', slevel - 1, caller and normalise_file(caller.source, caller.short_src),
+      trace_entry('c', slevel - 1, caller and record_file(caller),
                   caller and caller.currentline, called and called.name)
     end
     if trace_returns and slevel < tlevel then
@@ -1230,7 +1224,7 @@ local function new_thread(th, base0)
     end
     if trace_lines then
       local ar = getinfo(level + 1, 'Sn')
-      trace_entry('l', slevel, ar and normalise_file(ar.source, ar.short_src), line, ar and ar.name)
+      trace_entry('l', slevel, ar and record_file(ar), line, ar and ar.name)
     end
     trace = slevel
   end
@@ -1277,7 +1271,7 @@ local function new_thread(th, base0)
       if agent_fn[func] and stop_here[func] ~= ln then return end
     else
       local ar = getinfo(level, 'S')
-      file = normalise_file(ar.source, ar.short_src)   -- a lost tail call
+      file = record_file(ar)   -- a lost tail call
     end
     if trace_calls or trace_returns or trace_lines then
       trace_event(event, line, level)

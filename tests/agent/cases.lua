@@ -102,6 +102,12 @@ add { name = 'goto keeps a breakpoint, over N, setb defaults, set abc ends the s
              P .. stop('nested.lua', 7, 3), P .. stop('nested.lua', 14, 1),
              P .. 'Breakpoint set in file nested.lua line 14', P .. 'All breakpoints deleted',
              P .. 'Unknown command from debugger_loop: abc', 'Stopping debugger', 'r=13') }
+-- the dump of a stop's capture, in its order (which the capture's stores
+-- decide: a frame with neither locals nor upvalues is the one that shows it)
+add { name = 'info: the order of a record in the dump', prog = 'basic.lua', input = { 'setb 6 basic.lua', 'run', 'info' },
+  block = { '  [4] = {  -- table: 0x?', '    nups = 0;', '    what = "C";', '    func = function: 0x?;',
+            '    lastlinedefined = -1;', '    source = "=[C]";', '    currentline = -1;', '    namewhat = "";',
+            '    linedefined = -1;', '    short_src = "[C]";', '  };', '  pausemsg = "";', '};' } }
 -- levels come from the real stack at each stop: over/out keep working after
 -- a tail call, an error caught by pcall and a yield
 add { name = 'levels: out of a tail-called function, over after frames lost to an error', prog = 'levels.lua',
