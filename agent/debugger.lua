@@ -1161,13 +1161,23 @@ local function watch_lookup(_, k)
     if ar.func == watch_chunk then break end
     c = c + 1
   end
-  local found, value = false, nil
-  for _, name, v in locals(c + 4) do
+  -- plain loops, not the walks: this runs for each name of a watch on
+  -- every line
+  local lvl, found, value = c + 4, false, nil
+  local i = 1
+  while true do
+    local name, v = getlocal(lvl, i)
+    if not name then break end
     if name == k then found, value = true, v end
+    i = i + 1
   end
   if found then return value end
-  for _, name, v in upvalues(watch_target) do
+  i = 1
+  while true do
+    local name, v = getupvalue(watch_target, i)
+    if not name then break end
     if name == k then return v end
+    i = i + 1
   end
   if k == '__GLOBALS__' then return getfenv(0) end
   local env = getfenv(watch_target)
