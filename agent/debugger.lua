@@ -1151,7 +1151,7 @@ end
 -- read, in the function of the line event (watch_target), as its context
 -- would: locals, then upvalues, then its environment. Far cheaper per line
 -- than building the context. Frames from __index: the watch chunk, pcall,
--- full_event, the hook, the function of the event.
+-- watch_hit, full_event, the hook, the function of the event.
 local watch_chunk, watch_target
 local function watch_lookup(_, k)
   local c = 2
@@ -1163,7 +1163,7 @@ local function watch_lookup(_, k)
   end
   -- plain loops, not the walks: this runs for each name of a watch on
   -- every line
-  local lvl, found, value = c + 4, false, nil
+  local lvl, found, value = c + 5, false, nil
   local i = 1
   while true do
     local name, v = getlocal(lvl, i)
@@ -1189,6 +1189,55 @@ local watch_env = setmetatable({}, {
   __newindex = function(_, k, v) getfenv(watch_target)[k] = v end,
 })
 
+-- The trace lines of an event of a thread at stack level slevel whose last
+-- traced level is tlevel; returns the new traced level. Levels: 1
+-- trace_event, 2 its caller (in the hook), level + 1 the function of the
+-- event.
+local function trace_event(event, line, level, slevel, tlevel)
+  if event == 'return' and trace_returns then
+    local ar = getinfo(level + 1, 'Sln')
+    if ar then
+      ret_file, ret_line, ret_name = record_file(ar), ar.currentline, ar.name
+    end
+  end
+  if event ~= 'line' then return tlevel end
+  if trace_calls and slevel > tlevel then
+    local caller = getinfo(level + 2, 'Sl')
+    local called = getinfo(level + 1, 'n')
+    trace_entry('c', slevel - 1, caller and record_file(caller),
+                caller and caller.currentline, called and called.name)
+  end
+  if trace_returns and slevel < tlevel then
+    trace_entry('r', slevel, ret_file, ret_line, ret_name)
+  end
+  if trace_lines then
+    local ar = getinfo(level + 1, 'Sn')
+    trace_entry('l', slevel, ar and record_file(ar), line, ar and ar.name)
+  end
+  return slevel
+end
+
+-- The index of the first watch expression that holds at a line event of
+-- func, if any. Frames: 1 watch_hit, 2 full_event, 3 the hook, 4 the
+-- function of the event (see watch_lookup).
+local function watch_hit(func)
+  local idx
+  watch_target = func
+  for i, w in pairs(watches) do
+    if w.func then
+      watch_chunk = w.func
+      setfenv(w.func, watch_env)
+      local ok, res = pcall(w.func)
+      if ok and res then
+        idx = i
+        break
+      end
+    end
+  end
+  watch_chunk, watch_target = nil, nil
+  return idx
+end
+
 -- The hooks of one thread ('main' or a coroutine) and that thread's levels:
 -- the returned record installs them and gives access to the levels. A level
 -- is the depth of a frame less the thread's base (main: the depth of the
@@ -1213,32 +1262,6 @@ local function new_thread(th, base0)
     stack, trace = s, s
   end
 
-  -- levels: 1 trace_event, 2 full_event, level + 1 the function of the event
-  local function trace_event(event, line, level)
-    if event == 'return' and trace_returns then
-      local ar = getinfo(level + 1, 'Sln')
-      if ar then
-        ret_file, ret_line, ret_name = record_file(ar), ar.currentline, ar.name
-      end
-    end
-    if event ~= 'line' then return end
-    local slevel, tlevel = stack, trace
-    if trace_calls and slevel > tlevel then
-      local caller = getinfo(level + 2, 'Sl')
-      local called = getinfo(level + 1, 'n')
-      trace_entry('c', slevel - 1, caller and record_file(caller),
-                  caller and caller.currentline, called and called.name)
-    end
-    if trace_returns and slevel < tlevel then
-      trace_entry('r', slevel, ret_file, ret_line, ret_name)
-    end
-    if trace_lines then
-      local ar = getinfo(level + 1, 'Sn')
-      trace_entry('l', slevel, ar and record_file(ar), line, ar and ar.name)
-    end
-    trace = slevel
-  end
-
   -- every event of the full hook but its calls and returns, and the line
   -- events of the run hook that may stop
   local function full_event(event, line)
@@ -1261,7 +1284,7 @@ local function new_thread(th, base0)
     end
     fflush(stdout)
     if event == 'call' or event == 'return' then
-      trace_event(event, line, level)
+      trace = trace_event(event, line, level, stack, trace)
       if event == 'call' then
         stack = stack + 1
       elseif stack > 0 then
@@ -1284,26 +1307,15 @@ local function new_thread(th, base0)
       file = record_file(ar)   -- a lost tail call
     end
     if trace_calls or trace_returns or trace_lines then
-      trace_event(event, line, level)
+      trace = trace_event(event, line, level, stack, trace)
     else
       trace = stack
     end
 
     local ev, idx
     if watching then
-      watch_target = func
-      for i, w in pairs(watches) do
-        if w.func then
-          watch_chunk = w.func
-          setfenv(w.func, watch_env)
-          local ok, res = pcall(w.func)
-          if ok and res then
-            ev, idx = events.WATCH, i
-            break
-          end
-        end
-      end
-      watch_chunk, watch_target = nil, nil
+      idx = watch_hit(func)
+      if idx then ev = events.WATCH end
     end
     if not ev and step_over and stack > step and step_funcs[func] then
       sync(level)   -- recursion, or frames lost to an error
@@ -1353,7 +1365,7 @@ local function new_thread(th, base0)
     if event == 'call' then
       stack = stack + 1
     else
-      if trace_returns then trace_event(event, line, 2) end
+      if trace_returns then trace_event(event, line, 2, stack, trace) end
       if stack > 0 then stack = stack - 1 end
     end
   end
