@@ -13,6 +13,7 @@
 #   sudo bash .ci/fresh_setup.sh
 set -euo pipefail
 cd "$(dirname "$0")/.."
+source scripts/versions.sh
 [ "$(id -u)" -eq 0 ] || { echo "fresh_setup: run as root" >&2; exit 1; }
 
 work=$(mktemp -d)
@@ -53,7 +54,8 @@ if [ -s "$work/setup.out" ]; then
   cat "$work/setup.out" >&2
   echo "fresh_setup: setup.sh printed the above on standard output" >&2; exit 1
 fi
-for lib in pcre-8.39/lib/libpcreposix.a pcre-8.39-native/lib/libpcreposix.a lua-5.1.5/lib/liblua.a; do
+for lib in pcre-$PCRE_VER/lib/libpcreposix.a pcre-$PCRE_VER-native/lib/libpcreposix.a \
+           lua-$LUA_VER/lib/liblua.a; do
   [ -f "$SORBLUA_CACHE/$lib" ] || { echo "fresh_setup: no $lib in the cache" >&2; exit 1; }
 done
 

@@ -861,8 +861,9 @@ local function statement(line)
   resume_program(0)
 end
 
--- lines read while the program ran that wait for the next stop
-local pending = {}
+-- lines read while the program ran that wait for the next stop; past
+-- PENDING_MAX the agent reads no more until then
+local pending, PENDING_MAX = {}, 64
 
 -- a command line from standard input (the native part reads it when it
 -- looks at the input while the program runs)
@@ -951,6 +952,10 @@ local function running_input()
   local ar = getinfo(2, 'S')
   if ar and ar.source == AGENT_SOURCE then return end   -- in the agent: later
   while true do
+    if #pending >= PENDING_MAX then   -- a flood: the rest stays in the pipe
+      native.resume(false)
+      return
+    end
     local line = read_line()
     if line == nil then   -- the end of input: the next stop reads it again
       native.input(false)

@@ -1,12 +1,20 @@
 # Imported targets for the libraries that scripts/setup.sh builds into the
 # cache: PCRE for both builds (the native copy serves the sanitizer tests),
-# Lua for the cross build only.
+# Lua for the cross build only (luacore/ makes Lua's core DLL of it). Their
+# versions are setup.sh's.
+set(versions_file ${CMAKE_SOURCE_DIR}/scripts/versions.sh)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${versions_file})
+file(STRINGS ${versions_file} versions REGEX "^[A-Z]+_VER=")
+foreach(line ${versions})
+  string(REGEX MATCH "^([A-Z]+_VER)=(.*)$" matched "${line}")
+  set(${CMAKE_MATCH_1} "${CMAKE_MATCH_2}")
+endforeach()
 if(WIN32)
-  set(PCRE_DIR "${SORB_CACHE}/pcre-8.39")
-  set(LUA_DIR  "${SORB_CACHE}/lua-5.1.5")
+  set(PCRE_DIR "${SORB_CACHE}/pcre-${PCRE_VER}")
+  set(LUA_DIR  "${SORB_CACHE}/lua-${LUA_VER}")
   set(needed "${PCRE_DIR}/lib/libpcreposix.a" "${LUA_DIR}/lib/liblua.a")
 else()
-  set(PCRE_DIR "${SORB_CACHE}/pcre-8.39-native")
+  set(PCRE_DIR "${SORB_CACHE}/pcre-${PCRE_VER}-native")
   set(needed "${PCRE_DIR}/lib/libpcreposix.a")
 endif()
 foreach(f ${needed})

@@ -20,16 +20,17 @@
 #include "lauxlib.h"
 #include "lualib.h"
 
+#include "protocol.h"
 #include "sorbhook.h"
 
-#define SORBLUA_VERSION	"SorbLua 1.0"
+#define SORBLUA_VERSION	"SorbLua " SORB_VERSION_TEXT
 #define AGENT_DLL	"SorbLua.dll"
-#define AGENT_ID	150
+#define AGENT_ID	SORB_AGENT_RESOURCE
 #define AGENT_ENV	"SORBLUA_AGENT"
 
 /* the plug-in watches the output for these two lines */
-#define MSG_TERMINATED	"Debugging process terminated."
-#define MSG_UNHANDLED	"Unhandled Lua Exception"
+#define MSG_TERMINATED	SORB_END_LINE
+#define MSG_UNHANDLED	SORB_ERROR_LINE
 
 /* exit codes */
 #define EXIT_ENDED	0	/* the program ran to its end */
@@ -600,7 +601,7 @@ static int load_failed (lua_State *L, const char *script, int status) {
   int line = (status == LUA_ERRSYNTAX) ? error_line(lua_tostring(L, -1)) : 0;
   if (line > 0) {
     const char *name = push_chunkname(L, script);
-    printf("Error in application file: %s (%d)\n", name, line);
+    printf(SORB_POSITION_PREFIX "%s (%d)\n", name, line);
     lua_pop(L, 1);
   }
   return report(L, "cannot load the program", EXIT_NOSCRIPT);

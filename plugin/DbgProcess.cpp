@@ -12,10 +12,8 @@
 #include "GdbSession.hpp"
 #include "cError.hpp"
 #include "iSpawn.hpp"
+#include "protocol.h"
 #include "xApp.hpp"
-
-static const char terminatedText[] = "Debugging process terminated.";
-static const char unhandledText[] = "Unhandled Lua Exception";
 
 // A record text as the host filled it: at most one field's width, even if
 // the host forgot the terminator.
@@ -26,7 +24,7 @@ static String recordText(const char* field) {
 DbgProcess::DbgProcess(DebugContext* context, xDebugger* owner)
     : context_(context),
       owner_(owner),
-      readerActive_(0),
+      readerActive_(false),
       startStatus_(0),
       param2_(0),
       reader_(0),
@@ -35,42 +33,36 @@ DbgProcess::DbgProcess(DebugContext* context, xDebugger* owner)
       leaving_(false),
       chunks_(0),
       refs_(1),
-      heldSession_(0),
       heldContext_(0),
-      discarded_(false),
+      heldSession_(nullptr),
       queue_(0),
       queued_(0),
       full_(false),
       dropped_(0) {
   setCaching(true);  // the reader takes whole lines out of the cache
-  stream_.setFile(&readEnd_);
   InitializeSRWLock(&queueLock_);
 }
 
 // The threads work on this object: they must be out before it goes.
 DbgProcess::~DbgProcess() {
-  if (!isIdle()) kill(99);
+  if (!isIdle()) kill(KILLED);
   if (!endThreads(10000)) report(SOURCE_NAME, __LINE__, "The debugger's threads did not end");
   release();
 }
-
-const char* DbgProcess::directory() const { return context_ ? context_->info.directory : ""; }
-const char* DbgProcess::script() const { return context_ ? context_->info.script : ""; }
-const char* DbgProcess::module() const { return context_ ? context_->info.module : ""; }
 
 bool DbgProcess::start() {
   if (!context_) return false;
   xWaitCursor wait;
   param2_ = context_->info.param2;
   commandLine_ = BuildCommandLine(context_, &context_->info);
-  context_->ReportTextF("Module:'%s'\n", script());
-  context_->ReportTextF("Directory:'%s'\n", directory());
+  context_->ReportTextF("Module:'%s'\n", context_->info.script);
+  context_->ReportTextF("Directory:'%s'\n", context_->info.directory);
   context_->ReportTextF("Command Line:'%s'\n\n", commandLine_.text());
   if (commandLine_.isEmpty()) {
     startStatus_ = -1;
     return false;
   }
-  setShowMode(3);
+  setShowMode(SHOW_HIDDEN);
   redirect(true, true, true);
   // The child starts in the current directory, which the caller has set.
   bool ok = runCommand(commandLine_);
@@ -94,7 +86,7 @@ bool DbgProcess::launch(HANDLE& thread, LPTHREAD_START_ROUTINE main) {
   // loaded until it leaves through FreeLibraryAndExitThread.
   HMODULE self = 0;
   if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, &moduleMark, &self)) return false;
-  InterlockedIncrement(&refs_);
+  refs_++;
   ThreadStart* start = (ThreadStart*)malloc(sizeof *start);
   if (start) {
     start->process = this;
@@ -103,7 +95,7 @@ bool DbgProcess::launch(HANDLE& thread, LPTHREAD_START_ROUTINE main) {
   }
   if (thread) return true;
   free(start);
-  InterlockedDecrement(&refs_);
+  refs_--;
   FreeLibrary(self);
   return false;
 }
@@ -111,15 +103,15 @@ bool DbgProcess::launch(HANDLE& thread, LPTHREAD_START_ROUTINE main) {
 bool DbgProcess::startReader() {
   // Each end now belongs to the one thread that uses it; kill and the
   // stopper never close a handle under a blocked call.
-  readEnd_.take(output_);
-  writeEnd_.take(input_);
+  reader().takeEnd(outputPipe());
+  writeEnd_.take(inputPipe());
   wake_ = CreateEventA(0, FALSE, FALSE, 0);
   // Raised before the thread exists, so that a stop coming at once still
   // waits for it rather than freeing what it is about to read.
-  readerActive_ = 1;
+  readerActive_ = true;
   bool ok = wake_ && launch(writer_, writerMain) && launch(reader_, readerMain);
   if (!ok) {
-    readerActive_ = 0;
+    readerActive_ = false;
     report(SOURCE_NAME, __LINE__, "The debugger's reader thread could not be started");
   }
   return ok;
@@ -129,14 +121,14 @@ bool DbgProcess::readerRunning() const {
   return reader_ && WaitForSingleObject(reader_, 0) == WAIT_TIMEOUT;
 }
 
-// The last thread out frees what the stopper handed over.
-void DbgProcess::leaveThread() {
-  if (InterlockedDecrement(&refs_) != 0) return;
-  void* session = heldSession_;
-  void* context = heldContext_;
+// The owner's reference or a thread's: the last one out frees what the
+// stopper handed over.
+void DbgProcess::dropReference() {
+  if (--refs_ != 0) return;
+  gdbDebugger* session = heldSession_;
+  DebugContext* context = heldContext_;
   discard();
-  ::operator delete(session);
-  ::operator delete(context);
+  SessionStorage::freeHeld(session, context);
 }
 
 DWORD WINAPI DbgProcess::readerMain(void* argument) {
@@ -151,14 +143,14 @@ DWORD WINAPI DbgProcess::readerMain(void* argument) {
     report(SOURCE_NAME, __LINE__, text);
     GuardedCall(releaseReader, process);
   }
-  process->leaveThread();
+  process->dropReference();
   FreeLibraryAndExitThread(start.module, 0);
   return 0;
 }
 
 void DbgProcess::readerBody(void* argument) {
   DbgProcess* process = (DbgProcess*)argument;
-  process->readerActive_ = 1;
+  process->readerActive_ = true;
   try {
     process->readLoop(onOutput, process, onIdle, SLEEP);
   } catch (...) {
@@ -170,22 +162,10 @@ void DbgProcess::readerBody(void* argument) {
   // this object lives in.
   if (process->context_ && process->owner_ && !process->heldSession_)
     process->owner_->SetBusy(false);
-  process->readerActive_ = 0;
+  process->readerActive_ = false;
 }
 
-void DbgProcess::releaseReader(void* argument) {
-  DbgProcess* process = (DbgProcess*)argument;
-  process->readEnd_.close();
-  process->stream_.release();
-  process->cache_.clear();
-}
-
-int DbgProcess::ReadEnd::read(char* buffer, int size) {
-  InterlockedExchange(&reading, 1);
-  int n = Pipe::read(buffer, size);
-  InterlockedExchange(&reading, 0);
-  return n;
-}
+void DbgProcess::releaseReader(void* process) { ((DbgProcess*)process)->reader().release(); }
 
 DWORD WINAPI DbgProcess::writerMain(void* argument) {
   ThreadStart start = *(ThreadStart*)argument;
@@ -193,7 +173,7 @@ DWORD WINAPI DbgProcess::writerMain(void* argument) {
   DbgProcess* process = start.process;
   process->writeQueued();
   process->writeEnd_.close();
-  process->leaveThread();
+  process->dropReference();
   FreeLibraryAndExitThread(start.module, 0);
   return 0;
 }
@@ -205,7 +185,7 @@ void DbgProcess::writeQueued() {
     char piece[4096];
     int n = 0;
     AcquireSRWLockExclusive(&queueLock_);
-    bool leave = leaving_ || stop_;
+    bool leave = leaving_ || stopped();
     if (!leave && queued_ > 0) {
       n = queued_ < (int)sizeof piece ? queued_ : (int)sizeof piece;
       memcpy(piece, queue_, n);
@@ -230,7 +210,7 @@ bool DbgProcess::write(const char* text) {
   int n = (int)strlen(text);
   bool reportFull = false, ok = false;
   AcquireSRWLockExclusive(&queueLock_);
-  if (leaving_ || stop_) {
+  if (leaving_ || stopped()) {
     // the child is gone or going: nobody reads
   } else if (n > QUEUE_LIMIT - queued_) {
     dropped_++;
@@ -272,7 +252,7 @@ void DbgProcess::waitForLastOutput(unsigned ms) {
 bool DbgProcess::endThreads(unsigned ms) {
   AcquireSRWLockExclusive(&queueLock_);
   leaving_ = true;
-  stop_ = true;  // ends the read loop at its next pass
+  requestStop();
   ReleaseSRWLockExclusive(&queueLock_);
   if (wake_) SetEvent(wake_);
   for (DWORD start = GetTickCount();;) {
@@ -280,7 +260,7 @@ bool DbgProcess::endThreads(unsigned ms) {
     DWORD n = 0;
     if (readerRunning()) {
       // Only inside our read: the host's callback may do I/O of its own.
-      if (readEnd_.reading) CancelSynchronousIo(reader_);
+      if (reader().reading()) CancelSynchronousIo(reader_);
       live[n++] = reader_;
     }
     if (writer_ && WaitForSingleObject(writer_, 0) == WAIT_TIMEOUT) {
@@ -295,15 +275,8 @@ bool DbgProcess::endThreads(unsigned ms) {
 }
 
 void DbgProcess::release() {
-  if (info_.hProcess) {  // a child that left our pipes but runs on stays
-    CloseHandle(info_.hThread);
-    CloseHandle(info_.hProcess);
-    memset(&info_, 0, sizeof info_);
-  }
-  input_.close();
-  output_.close();
-  error_.close();
-  releaseReader(this);
+  detach();  // a child that left our pipes but runs on stays
+  reader().release();
   writeEnd_.close();
   for (HANDLE* h : {&reader_, &writer_, &wake_}) {
     if (*h) CloseHandle(*h);
@@ -314,24 +287,18 @@ void DbgProcess::release() {
   queued_ = 0;
 }
 
+// Once release has let go of the child, the destructor kills nothing and
+// finds no thread: all it does is free the members' own heap blocks.
 void DbgProcess::discard() {
-  if (discarded_) return;
   release();
-  discarded_ = true;
-  commandLine_.~String();
-  command_.~String();
-  scratch_.~String();
+  this->~DbgProcess();
 }
 
-void DbgProcess::handOver(void* session, void* context) {
-  heldSession_ = session;
+void DbgProcess::handOver(gdbDebugger* session, DebugContext* context) {
   heldContext_ = context;
+  heldSession_ = session;
   if (session || context) leaving_ = true;
-  if (InterlockedDecrement(&refs_) == 0) {
-    discard();
-    ::operator delete(session);
-    ::operator delete(context);
-  }
+  dropReference();
 }
 
 // ---------------------------------------------------------------- output
@@ -363,12 +330,12 @@ bool DbgProcess::onOutput(const char* chunk, void* argument) {
   DbgProcess* process = (DbgProcess*)argument;
   if (!process || !process->context_ || process->heldSession_) return true;
   DebugContext* context = process->context_;
-  InterlockedIncrement(&process->chunks_);
+  process->chunks_++;
 
   // Ctrl-Z would end the text for some output windows. The chunk is the
   // stream's own block: edited in place, no copy of up to a megabyte.
-  char* block = process->stream_.block();
-  int length = process->stream_.length();
+  char* block = process->reader().block();
+  int length = process->reader().length();
   if (chunk && chunk == block)
     for (char* p = block; (p = (char*)findByte(p, (int)(block + length - p), '\x1a'));) *p = ' ';
   // The whole chunk first, so that a half line shows at once.
@@ -438,8 +405,8 @@ bool WatchLine(DebugContext* context, String& line, String& file, int& number,
     number = value;
     line.replaceAll("/", "\\");
   }
-  terminated = line.find(terminatedText) >= 0;
-  error = line.find(unhandledText) >= 0;
+  terminated = line.find(SORB_END_LINE) >= 0;
+  error = line.find(SORB_ERROR_LINE) >= 0;
   return found;
 }
 

@@ -4,18 +4,21 @@
 #ifndef DBGPROCESS_HPP
 #define DBGPROCESS_HPP
 
+#include <atomic>
+
 #include "GdbContext.hpp"
 #include "cSpawn.hpp"
 #include "cString.hpp"
 
 class xDebugger;
+class gdbDebugger;
 
 // Three threads meet here. The host's thread starts, writes, kills and
-// stops; the reader thread owns the read end, the stream blocks and the
-// line cache; the writer thread owns the write end and drains the command
+// stops; the reader thread owns the OutputReader (read end, stream blocks,
+// line cache); the writer thread owns the write end and drains the command
 // queue, so that no command ever waits for the child. Each thread holds a
 // reference to the module and to this object: the last one out frees what
-// it was handed (see handOver).
+// it was handed (see handOver; SessionStorage says how).
 class DbgProcess : public Spawn {
  public:
   // Commands waiting for a child that reads none; beyond, they are dropped.
@@ -25,7 +28,7 @@ class DbgProcess : public Spawn {
   // context may be null: then every operation does nothing. owner is the
   // session the reader reports busy and end to.
   explicit DbgProcess(DebugContext* context, xDebugger* owner = 0);
-  // Kills a child that still runs (99) and ends both threads.
+  // Kills a child that still runs (KILLED) and ends both threads.
   ~DbgProcess();
 
   // Builds the command line from the context's record and runs it hidden,
@@ -54,37 +57,19 @@ class DbgProcess : public Spawn {
   // Closes what the process layer opened (process, pipes, events, thread
   // handles) and frees the buffers. No thread may run.
   void release();
-  // release, and the members' own heap blocks too: for an object whose
-  // storage is freed without its destructor. Nothing may use it afterwards.
+  // release, then this object's destructor without the kill: for an object
+  // whose storage is freed without its owner's destructor. Nothing may use
+  // it afterwards.
   void discard();
-  // For threads that would not end: they free session and context (raw
-  // storage, no destructors; either may be null) after discard, the last
-  // one out. If none is left, that happens now.
-  void handOver(void* session, void* context);
+  // For threads that would not end: after discard, the last one out has
+  // SessionStorage free session and context (either may be null). If none
+  // is left, that happens now.
+  void handOver(gdbDebugger* session, DebugContext* context);
 
-  DebugContext* context() const { return context_; }
-  // 1 while the reader thread is inside its loop.
-  unsigned int readerActive() const { return readerActive_; }
-  int startStatus() const { return startStatus_; }
-  const String& commandLine() const { return commandLine_; }
-  unsigned int param() const { return param2_; }
-  // Commands dropped because the queue was full.
-  unsigned long dropped() const { return dropped_; }
-
-  const char* directory() const;
-  const char* script() const;
-  const char* module() const;
+  // True while the reader thread is inside its loop.
+  bool readerActive() const { return readerActive_; }
 
  private:
-  // The reader's end of the output pipe; tells when the reader is blocked
-  // in it, the only place its thread may be cancelled.
-  class ReadEnd : public Pipe {
-   public:
-    ReadEnd() : reading(0) {}
-    int read(char* buffer, int size);
-    volatile long reading;
-  };
-
   static DWORD WINAPI readerMain(void* process);
   static DWORD WINAPI writerMain(void* process);
   static void readerBody(void* process);
@@ -94,32 +79,30 @@ class DbgProcess : public Spawn {
   void watch(String& line, bool& errorSeen);
   void writeQueued();
   bool launch(HANDLE& thread, LPTHREAD_START_ROUTINE main);
-  void leaveThread();
+  void dropReference();
 
   DebugContext* context_;
   xDebugger* owner_;
-  volatile unsigned int readerActive_;
+  std::atomic<bool> readerActive_;
   int startStatus_;
   String commandLine_;
   unsigned int param2_;
 
-  ReadEnd readEnd_;
   Pipe writeEnd_;
   HANDLE reader_;
   HANDLE writer_;
   HANDLE wake_;  // the writer's: commands queued, or leave
-  volatile bool leaving_;
-  volatile long chunks_;  // progress of the reader
-  volatile long refs_;    // the owner and each running thread
-  void* heldSession_;
-  void* heldContext_;
-  bool discarded_;
+  std::atomic<bool> leaving_;
+  std::atomic<long> chunks_;  // progress of the reader
+  std::atomic<long> refs_;    // the owner and each running thread
+  DebugContext* heldContext_;
+  std::atomic<gdbDebugger*> heldSession_;  // the reader stops reporting once set
 
   SRWLOCK queueLock_;
   char* queue_;  // QUEUE_LIMIT bytes, allocated at the first command
   int queued_;
   bool full_;
-  unsigned long dropped_;
+  unsigned long dropped_;  // commands dropped because the queue was full
 };
 
 // Wraps text in double quotes when it holds a blank, unless it is quoted

@@ -3,12 +3,10 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "DbgProcess.hpp"
 #include "GdbParse.hpp"
 #include "GdbSession.hpp"
 #include "GdbSettings.hpp"
 #include "cProfile.hpp"
-#include "cRegexp.hpp"
 
 List<Breakpoint> BreakpointList(true);
 

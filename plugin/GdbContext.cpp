@@ -39,16 +39,13 @@ DebugContext::DebugContext(const EXECINFO* source) {
   // location.reserved belongs to the host and stays as allocated.
   location.line = 0;
   location.file[0] = 0;
-  CurrentSession = new gdbDebugger(this);
-  CurrentSession->SetBusy(false);
+  SessionStorage::open(this);
   xApplication::setInstance(GetModuleHandleA(info.module));
 }
 
-// Frees the session's storage without running its destructor: the process
-// object inside is left as it stands, as the host expects of a stop.
+// The session's storage goes without its destructor (see SessionStorage).
 DebugContext::~DebugContext() {
-  ::operator delete(static_cast<void*>(CurrentSession));
-  CurrentSession = 0;
+  SessionStorage::freeCurrent();
   xApplication::setInstance(0);
 }
 

@@ -8,9 +8,7 @@
 #include "cString.hpp"
 #include "iSpawn.hpp"
 #include "xApp.hpp"
-
-static HINSTANCE pluginModule;
-static DWORD loadReason;
+#include "xWinobj.hpp"
 
 static const char startFailure[] =
     "Unexpected error starting the debugger! Make sure the debugger is correctly\n"
@@ -48,8 +46,6 @@ enum { TOOL_TIPS = sizeof toolTips / sizeof toolTips[0] };
 static_assert(TOOL_TIPS == 25, "one tool tip per host action");
 
 BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
-  pluginModule = module;
-  loadReason = reason;
   // No "insert a disk" or "file not found" boxes on the host's behalf.
   UINT mode = SetErrorMode(0);
   SetErrorMode(mode | SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
@@ -68,29 +64,14 @@ BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
 // fault ended keeps its flag up, so its debugger is killed too; the wait
 // after a kill is for output still coming, and bounded.
 static void waitForReader(DbgProcess& process) {
-  for (int count = 1000; process.readerActive() == 1;) {
+  for (int count = 1000; process.readerActive();) {
     pump();
     if (--count == 0) {
-      process.kill(99);
+      process.kill(DbgProcess::KILLED);
       break;
     }
   }
   process.waitForLastOutput();
-}
-
-// The context goes with its session's storage, freed without the session's
-// destructor (the host expects the process object left as it stands). Only
-// once no thread of the session runs: one held up in the host's callback is
-// handed both, and frees them when it leaves.
-static void destroyContext(DebugContext* context, gdbDebugger* session) {
-  if (session && !session->process().endThreads()) {
-    CurrentSession = 0;
-    xApplication::setInstance(0);
-    session->process().handOver(session, context);
-    return;
-  }
-  if (session) session->process().discard();
-  delete context;
 }
 
 int __cdecl DebugStartDebugging(DebugContext** context, EXECINFO* info) {
@@ -112,6 +93,7 @@ int __cdecl DebugStartDebugging(DebugContext** context, EXECINFO* info) {
     session->LoadBreakpoints(created->info.workspace);
     return 1;
   } catch (...) {
+    xReportCallbackException("DebugStartDebugging");
     return 0;
   }
 }
@@ -131,8 +113,9 @@ int __cdecl DebugStopDebugging(DebugContext* context) {
         session->process().waitForLastOutput();
       }
     }
-    destroyContext(context, session);
+    SessionStorage::closeWithContext(context, session);
   } catch (...) {
+    xReportCallbackException("DebugStopDebugging");
   }
   return 1;
 }
@@ -151,6 +134,7 @@ int __cdecl DebugConfigure(HWND parent, const char* modulePath) {
   try {
     return RunConfigDialog(parent, modulePath);
   } catch (...) {
+    xReportCallbackException("DebugConfigure");
     return 0;
   }
 }
@@ -192,6 +176,7 @@ const char* __cdecl DebugCommandLine(DebugContext* context, EXECINFO* info) {
     if (!line) line = new String();
     *line = BuildCommandLine(context, info);
   } catch (...) {
+    xReportCallbackException("DebugCommandLine");
     return "";
   }
   return line->text();

@@ -4,12 +4,13 @@
 
 #include "GdbBreak.hpp"
 #include "GdbSettings.hpp"
+#include "xApp.hpp"
 
 gdbDebugger* CurrentSession = 0;
 
-// Plain byte, not a lock: a send that finds it set (a nested one, or one
+// Not a lock that waits: a send that finds it taken (a nested one, or one
 // from the other thread) is dropped rather than interleaved.
-static volatile unsigned char sending = 0;
+static std::atomic<bool> sending(false);
 
 // Handed out when there is no context to hold a marker.
 static StopLocation noLocation;
@@ -92,8 +93,7 @@ int gdbDebugger::SaveBreakpoints() {
 }
 
 int gdbDebugger::SendCommand(const char* text, bool echo) {
-  if (sending) return 0;
-  sending = 1;
+  if (sending.exchange(true)) return 0;
   int sent = 0;
   if (context_ && text && *text) {
     String line(text);
@@ -102,7 +102,7 @@ int gdbDebugger::SendCommand(const char* text, bool echo) {
     process_.write(line);  // a dead debugger is the reader's to notice
     sent = 1;
   }
-  sending = 0;
+  sending = false;
   return sent;
 }
 
@@ -128,19 +128,7 @@ StopLocation* gdbDebugger::GetLocation() { return context_ ? &context_->location
 
 const char* gdbDebugger::GetAuxText() { return ""; }
 
-void* gdbDebugger::Destroy(unsigned int flags) {
-  if (CurrentSession == this) CurrentSession = 0;
-  process_.kill(99);
-  if (!process_.endThreads()) {
-    // A thread that would not end (held up in the host's callback) still
-    // uses this object: the last one out frees it.
-    process_.handOver(flags & 1 ? this : 0, 0);
-    return this;
-  }
-  this->~gdbDebugger();
-  if (flags & 1) ::operator delete(static_cast<void*>(this));
-  return this;
-}
+void* gdbDebugger::Destroy(unsigned int flags) { return SessionStorage::destroy(this, flags); }
 
 int gdbDebugger::WriteBreakpoints(const char* section, bool atStop) {
   return ::WriteBreakpoints(*this, workspace(), section, atStop);
@@ -151,3 +139,49 @@ int gdbDebugger::LoadBreakpoints(const char* section) {
 }
 
 int gdbDebugger::Extension(int) { return 0; }
+
+// ---------------------------------------------------------------- storage
+
+static void freeStorage(void* storage) { ::operator delete(storage); }
+
+gdbDebugger* SessionStorage::open(DebugContext* context) {
+  CurrentSession = new gdbDebugger(context);
+  CurrentSession->SetBusy(false);
+  return CurrentSession;
+}
+
+void SessionStorage::freeCurrent() {
+  freeStorage(CurrentSession);
+  CurrentSession = 0;
+}
+
+void SessionStorage::closeWithContext(DebugContext* context, gdbDebugger* session) {
+  if (session && !session->process().endThreads()) {
+    // What destroying the context does, but its storage goes with the threads.
+    CurrentSession = 0;
+    xApplication::setInstance(0);
+    session->process().handOver(session, context);
+    return;
+  }
+  if (session) session->process().discard();
+  delete context;
+}
+
+void* SessionStorage::destroy(gdbDebugger* session, unsigned int flags) {
+  if (CurrentSession == session) CurrentSession = 0;
+  DbgProcess& process = session->process();
+  process.kill(DbgProcess::KILLED);
+  bool freeIt = flags & 1;
+  if (!process.endThreads()) {
+    process.handOver(freeIt ? session : 0, 0);
+    return session;
+  }
+  session->~gdbDebugger();
+  if (freeIt) freeStorage(session);
+  return session;
+}
+
+void SessionStorage::freeHeld(gdbDebugger* session, DebugContext* context) {
+  freeStorage(session);
+  freeStorage(context);
+}

@@ -4,6 +4,8 @@
 #ifndef GDBSESSION_HPP
 #define GDBSESSION_HPP
 
+#include <atomic>
+
 #include "DbgProcess.hpp"
 #include "GdbContext.hpp"
 
@@ -49,16 +51,6 @@ class xDebugger {
 
  protected:
   ~xDebugger() {}
-};
-
-// Slot numbers, for the code that must name a place in the table.
-enum DebuggerSlot {
-  XD_SUPPORTS_BREAK_FILTER, XD_IS_BREAKPOINT, XD_HELP, XD_RUN, XD_CONTINUE,
-  XD_STEP, XD_NEXT, XD_UNTIL, XD_KILL, XD_UP, XD_DOWN, XD_ARGS, XD_LOCALS,
-  XD_STACK, XD_PRINT, XD_PRINTEX, XD_BREAK_SET, XD_BREAK_CLEAR, XD_BREAK_ALL,
-  XD_BREAK_INFO, XD_SAVE_BREAKPOINTS, XD_SEND_COMMAND, XD_QUIT, XD_IS_RUNNING,
-  XD_SET_BUSY, XD_IS_BUSY, XD_GET_LOCATION, XD_GET_AUX_TEXT, XD_DESTROY,
-  XD_WRITE_BREAKPOINTS, XD_LOAD_BREAKPOINTS, XD_EXTENSION, XD_SLOT_COUNT
 };
 
 class gdbDebugger : public xDebugger {
@@ -113,11 +105,35 @@ class gdbDebugger : public xDebugger {
   const char* workspace() const;
 
   DbgProcess process_;
-  volatile bool busy_;
+  std::atomic<bool> busy_;
   DebugContext* context_;
 };
 
 // The session the host reaches through DebugGetDebugger; null when none.
 extern gdbDebugger* CurrentSession;
+
+// Who frees a session, and how: the only code that does. The host ends a
+// session in one of two ways and relies on each as it is:
+// - by destroying its DebugContext: the session's storage goes without its
+//   destructor, so the child is not killed there;
+// - through the Destroy slot: the destructor runs (the child is killed),
+//   and bit 0 of the flags frees the storage as well.
+// The session's reader and writer threads work inside it. Threads that
+// would not end (one held up in the host's callback) are handed what they
+// use, and the last one out frees it here.
+namespace SessionStorage {
+// A new session for context, made the current one.
+gdbDebugger* open(DebugContext* context);
+// The context's destructor: the current session's storage, no destructor.
+void freeCurrent();
+// The host's stop: ends session's threads, then destroys context (and with
+// it the session's storage); or hands both to threads that would not end.
+void closeWithContext(DebugContext* context, gdbDebugger* session);
+// The Destroy slot; returns session, as the host expects.
+void* destroy(gdbDebugger* session, unsigned int flags);
+// What the last thread out was handed (either may be null): raw storage,
+// whose process object discard has already emptied.
+void freeHeld(gdbDebugger* session, DebugContext* context);
+}  // namespace SessionStorage
 
 #endif

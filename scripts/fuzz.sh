@@ -6,29 +6,24 @@
 # <build>/fuzz/crashes/<target> (copy each into the seed corpus with its
 # fix: the tests replay every seed). Options: FUZZ_TARGETS="reader string"
 # picks targets; FUZZ_NICE (default 10) the niceness.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-ROOT=$PWD
+source "$(dirname "$0")/common.sh"
 SECONDS_EACH=${1:-60}
-BUILD=${SORBLUA_BUILD:-build}/fuzz
+FUZZ=$BUILD/fuzz
 TARGETS=${FUZZ_TARGETS:-reader streamcache breakpoints regexp string}
 CLANG=${CLANG:-clang-14}
 CLANGXX=${CLANGXX:-clang++-14}
 
 bash scripts/setup.sh >&2
-if [ ! -f "$BUILD/CMakeCache.txt" ]; then
-  CC=$CLANG CXX=$CLANGXX cmake -S "$ROOT" -B "$BUILD" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DSORB_FUZZ=ON >/dev/null
-fi
-cmake --build "$BUILD" -j "${JOBS:-2}" --target $(printf 'fuzz_%s ' $TARGETS) >/dev/null
+CC=$CLANG CXX=$CLANGXX configure "$FUZZ" -DSORB_FUZZ=ON
+cmake --build "$FUZZ" -j "$JOBS" --target $(printf 'fuzz_%s ' $TARGETS) >/dev/null
 
 printf '%-12s %8s %14s %8s\n' target seconds executions crashes
 status=0
 for t in $TARGETS; do
-  corpus=$BUILD/corpus/$t crashes=$BUILD/crashes/$t
+  corpus=$FUZZ/corpus/$t crashes=$FUZZ/crashes/$t
   mkdir -p "$corpus" "$crashes"
-  log=$BUILD/$t.log
-  nice -n "${FUZZ_NICE:-10}" "$BUILD/tests/fuzz/fuzz_$t" "$corpus" "tests/fuzz/corpus/$t" \
+  log=$FUZZ/$t.log
+  nice -n "${FUZZ_NICE:-10}" "$FUZZ/tests/fuzz/fuzz_$t" "$corpus" "tests/fuzz/corpus/$t" \
     -max_total_time="$SECONDS_EACH" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
     -artifact_prefix="$crashes/" >"$log" 2>&1 || true
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Writes the release a Windows user installs, dist/SorbLua-<version>-win32.zip:
-# SorbLua.dll, SorbLua.exe, the help page with its picture and INSTALL.txt.
+# SorbLua.dll, SorbLua.exe with Lua's lua51.dll and lua5.1.dll, the help page
+# with its picture and INSTALL.txt.
 # Sets up and builds only what is missing, in the same cross build as the
 # tests and the demo.
 source "$(dirname "$0")/common.sh"

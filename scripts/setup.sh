@@ -5,8 +5,7 @@
 set -euo pipefail
 
 CACHE="${SORBLUA_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/sorblua}"
-PCRE_VER=8.39
-LUA_VER=5.1.5
+source "$(dirname "${BASH_SOURCE[0]}")/versions.sh"
 HOST=i686-w64-mingw32
 SUDO=""
 [ "$(id -u)" -ne 0 ] && SUDO=sudo

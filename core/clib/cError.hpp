@@ -28,6 +28,10 @@ typedef void (*MessageHook)(const char* text);
 #endif
 const char* sourceBaseName(const char* path);
 
+// line is usually __LINE__. Some fifty reports pass a fixed number instead
+// (cString.cpp's 1277, xDialog.cpp's 377, ...): those numbers name their
+// fault in logs that users send and in the tests that read them, so they
+// must not move whenever the code above them changes.
 void report(const char* file, int line, const char* text = 0,
             int kind = REPORT_ASSERT, bool noLog = false);
 void setLogPath(const char* path);

@@ -67,7 +67,7 @@ Process::Process(const char* title, unsigned showMode)
 
 Process::~Process() {
   // The pipes close their ends, the one kill retired included.
-  if (redirectInput_ || redirectError_ || redirectOutput_) kill(99);
+  if (redirectInput_ || redirectError_ || redirectOutput_) kill(KILLED);
 }
 
 bool Process::write(const char* text) {
@@ -104,9 +104,9 @@ static void swapStd(DWORD kind, HANDLE handle, HANDLE& saved) {
 
 static WORD showCommand(unsigned mode) {
   switch (mode) {
-    case 0: return SW_SHOWMAXIMIZED;
-    case 1: return SW_MINIMIZE;
-    case 3: return SW_HIDE;
+    case Process::SHOW_MAXIMIZED: return SW_SHOWMAXIMIZED;
+    case Process::SHOW_MINIMIZED: return SW_MINIMIZE;
+    case Process::SHOW_HIDDEN: return SW_HIDE;
     default: return SW_SHOWNORMAL;
   }
 }
@@ -225,6 +225,17 @@ bool Process::kill(unsigned code) {
   return ok;
 }
 
+void Process::detach() {
+  if (info_.hProcess) {
+    CloseHandle(info_.hThread);
+    CloseHandle(info_.hProcess);
+    memset(&info_, 0, sizeof info_);
+  }
+  input_.close();
+  output_.close();
+  error_.close();
+}
+
 bool Process::wait(unsigned milliseconds) {
   DWORD start = GetTickCount();
   for (;;) {
@@ -237,22 +248,44 @@ bool Process::wait(unsigned milliseconds) {
   }
 }
 
-// ---------------------------------------------------------------- Spawn
+// ---------------------------------------------------------------- OutputReader
 
-Spawn::Spawn()
-    : Process("", 2), stream_(&output_), caching_(false), outputSeen_(false) {}
-
-Spawn::~Spawn() {}
-
-int Spawn::read(const char*& chunk, bool& done) {
+int OutputReader::read(const char*& chunk, bool& done, bool caching) {
   if (!stream_.hasData()) stream_.fill();
   chunk = stream_.data();
   int n = stream_.length();
   stream_.consume();
   done = n == 0 && stream_.isClosed();
-  if (caching_) cache_.append(chunk, n, done);
+  if (caching) cache_.append(chunk, n, done);
   return n;
 }
+
+void OutputReader::takeEnd(Pipe& pipe) {
+  end_.take(pipe);
+  stream_.setFile(&end_);
+}
+
+void OutputReader::release() {
+  end_.close();
+  stream_.release();
+  cache_.clear();
+}
+
+int OutputReader::End::read(char* buffer, int size) {
+  reading = true;
+  int n = Pipe::read(buffer, size);
+  reading = false;
+  return n;
+}
+
+// ---------------------------------------------------------------- Spawn
+
+Spawn::Spawn()
+    : Process("", SHOW_NORMAL), reader_(output_), caching_(false), outputSeen_(false) {}
+
+Spawn::~Spawn() {}
+
+int Spawn::read(const char*& chunk, bool& done) { return reader_.read(chunk, done, caching_); }
 
 bool Spawn::run(int count, const char* const* arguments, const char* directory) {
   if (count < 1 || !arguments || !arguments[0]) {
@@ -265,7 +298,7 @@ bool Spawn::run(int count, const char* const* arguments, const char* directory) 
     if (arguments[i]) command_ += arguments[i];
     command_ += " ";
   }
-  cache_.clear();
+  cache().clear();
 
   char* saved = 0;
   bool ok = true;
@@ -318,7 +351,7 @@ bool Spawn::shell() {
       (n >= 11 && program.find("command.com") >= 0))
     program += " /k";  // stay open for the user
   redirectOutput_ = redirectError_ = false;
-  showMode_ = 2;
+  showMode_ = SHOW_NORMAL;
   const char* line = program.text();
   return run(1, &line, 0);
 }
@@ -330,7 +363,7 @@ static bool isBlank(char c) {
 bool Spawn::readLoop(ChunkCallback onChunk, void* user, ChunkCallback onIdle,
                      int mode) {
   outputSeen_ = false;
-  cache_.clear();
+  cache().clear();
   if (mode == NO_LOOP) return false;
   for (unsigned pass = 0;; pass++) {
     if (stop_) return true;
@@ -342,7 +375,7 @@ bool Spawn::readLoop(ChunkCallback onChunk, void* user, ChunkCallback onIdle,
     if (!outputSeen_) outputSeen_ = n >= 1 && !(n == 1 && isBlank(chunk[0]));
     if (done) {
       // Once more for the last unfinished line waiting in the cache.
-      if (onChunk && (n > 0 || (caching_ && cache_.length() != n)))
+      if (onChunk && (n > 0 || (caching_ && cache().length() != n)))
         onChunk(chunk, user);
       return true;
     }
@@ -416,7 +449,7 @@ bool SpawnToFile::capture(const char* commandLine, const char* path) {
   if (ok) {
     closeInput();
     ok = readLoop(writeChunk, file, 0, BUSY);
-    if (!ok) kill(99);
+    if (!ok) kill(KILLED);
     wait(0);
   }
   CloseHandle(file);

@@ -12,6 +12,8 @@
 #ifndef CSPAWN_HPP
 #define CSPAWN_HPP
 
+#include <atomic>
+
 #include "cStreamCache.hpp"
 #include "cString.hpp"
 #include "iSpawn.hpp"
@@ -54,8 +56,11 @@ class Stream {
 class Process {
  public:
   enum { COMMAND_SIZE = 261 };
+  // The exit code of a child that we end ourselves.
+  enum { KILLED = 99 };
+  // How the child's console window shows; any other value is SHOW_NORMAL.
+  enum ShowMode { SHOW_MAXIMIZED = 0, SHOW_MINIMIZED = 1, SHOW_NORMAL = 2, SHOW_HIDDEN = 3 };
 
-  // showMode: 0 maximised, 1 minimised, 3 hidden, anything else normal.
   // A null title gives the child's console the command line as its title.
   Process(const char* title, unsigned showMode);
   virtual ~Process();
@@ -66,6 +71,11 @@ class Process {
   bool isFinished();
   unsigned long exitCode();
   bool kill(unsigned code);
+  // Ends a read loop at its next pass; the child is left alone.
+  void requestStop() { stop_ = true; }
+  // Lets go of the child without ending it: its handles and every pipe end
+  // of ours are closed.
+  void detach();
   // 0 waits without limit. Messages are handled meanwhile; a WM_QUIT ends
   // the wait with false.
   bool wait(unsigned milliseconds);
@@ -99,7 +109,7 @@ class Process {
   Pipe output_;  // carries standard error too
   Pipe error_;
   PROCESS_INFORMATION info_;
-  volatile bool stop_;  // set by kill on another thread than the reader's
+  std::atomic<bool> stop_;  // set by kill on another thread than the reader's
   DWORD exitCode_;
   DWORD lastError_;
   bool redirectInput_;
@@ -113,6 +123,43 @@ class Process {
  private:
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
+};
+
+// The reading side of a child's output: the pipe end read from, the stream
+// of blocks over it and the cache of lines the blocks go into. One thread
+// reads; another may only ask whether that read is blocked.
+class OutputReader {
+ public:
+  // Reads from pipe until takeEnd gives it an end of its own.
+  explicit OutputReader(Pipe& pipe) : stream_(&pipe) {}
+
+  // Reads the next chunk (blocking) unless one is waiting; with caching,
+  // it goes into the cache too. done tells that the chunk is empty because
+  // the output ended. Returns the chunk's length.
+  int read(const char*& chunk, bool& done, bool caching);
+  // Moves pipe's read end here: from then on only the reading thread
+  // closes it, never a kill under a blocked read.
+  void takeEnd(Pipe& pipe);
+  // True while a read of its own end blocks: the one moment at which the
+  // reading thread may be cancelled.
+  bool reading() const { return end_.reading; }
+  // The chunk last read, for a reader that edits it in place.
+  char* block() { return stream_.block(); }
+  int length() const { return stream_.length(); }
+  StreamCache& cache() { return cache_; }
+  // Closes its own end, gives back the blocks and empties the cache.
+  void release();
+
+ private:
+  class End : public Pipe {
+   public:
+    int read(char* buffer, int size);
+    std::atomic<bool> reading{false};
+  };
+
+  End end_;
+  Stream stream_;
+  StreamCache cache_;
 };
 
 // Chunk callback of the read loop: true stops the loop. The idle callback
@@ -144,15 +191,15 @@ class Spawn : public Process {
   // With caching on, every chunk read also goes into the cache.
   void setCaching(bool on) { caching_ = on; }
   bool caching() const { return caching_; }
-  StreamCache& cache() { return cache_; }
+  StreamCache& cache() { return reader_.cache(); }
+  OutputReader& reader() { return reader_; }
   bool outputSeen() const { return outputSeen_; }
   // The last command as run: arguments each followed by a blank.
   const String& command() const { return command_; }
 
  protected:
   String scratch_;
-  StreamCache cache_;
-  Stream stream_;
+  OutputReader reader_;
   String command_;
   bool caching_;
   bool outputSeen_;

@@ -168,10 +168,14 @@ String::String(const char* text, int count) {
   length_ = n;
 }
 
+// The recorded length, terminated here: after an inserted zero the other's
+// terminator may lie one past its length, and a copy of length + 1 bytes
+// would then end in no terminator at all.
 String::String(const String& other) {
   init();
   growDiscard(other.length_);
-  memcpy(buffer_, other.buffer_, other.length_ + 1);
+  memcpy(buffer_, other.buffer_, other.length_);
+  buffer_[other.length_] = 0;
   length_ = other.length_;
 }
 
@@ -504,7 +508,8 @@ bool String::startsWith(const char* text) const {
 bool String::endsWith(const char* text) const {
   if (!text || !*text) return false;
   int n = (int)strlen(text);
-  return n <= length_ && _stricmp(buffer_ + length_ - n, text) == 0;
+  // n bytes, not up to the terminator: that may lie one past the length
+  return n <= length_ && _strnicmp(buffer_ + length_ - n, text, n) == 0;
 }
 
 bool String::matchesAt(int pos, const char* text) const {
@@ -537,8 +542,9 @@ int String::find(const char* text, int start, bool caseSensitive) const {
   int n = (int)strlen(text);
   if (n > length_ - start) return -1;
   if (caseSensitive) {
+    // strstr runs to the terminator, which may lie one past the length
     const char* hit = strstr(buffer_ + start, text);
-    return hit ? (int)(hit - buffer_) : -1;
+    return hit && hit + n <= buffer_ + length_ ? (int)(hit - buffer_) : -1;
   }
   for (int i = start; i + n <= length_; i++)
     if (sameNoCase(buffer_ + i, text, n)) return i;

@@ -89,9 +89,9 @@ void xDialogBase::forgetCurrent() {
 }
 
 bool xDialogBase::destroyWindow() {
-  if (endCode_ == -1) {
+  if (endCode_ == -1) {  // not an end code: reported, and the window stays
     report(SOURCE_NAME, 377);
-    throw Exception();
+    return false;
   }
   if (!isCreated()) return false;
   if (modal_) return EndDialog(handle_, endCode_) != 0;
@@ -307,11 +307,11 @@ void xDialog::onCommand(xMessage& msg) {
   if (id == 0) return;
   if (id == IDOK)
     onOK(id);
-  else if (id == 89)
+  else if (id == RESERVED_COMMAND)
     onCommand89(id);
   else if (id == IDCANCEL)
     onCancel(id);
-  else if (id == 9)
+  else if (id == IDHELP)
     onHelp(id);
   else
     xWindowObject::onCommand(msg);

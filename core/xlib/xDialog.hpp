@@ -112,7 +112,11 @@ class xDialog : public xDialogBase {
 
   // Leaves the message to the system's dialog manager.
   virtual void defaultProcessing(xMessage& msg);
-  // OK 1, command 89, Cancel 2, Help 9; id 0 is ignored.
+  // A command id the framework keeps for its dialogs' own use; a plain
+  // dialog does nothing with it.
+  enum { RESERVED_COMMAND = 89 };
+
+  // IDOK, RESERVED_COMMAND, IDCANCEL, IDHELP, in that order; id 0 is ignored.
   virtual void onCommand(xMessage& msg);
 
   virtual void onOK(int id);

@@ -91,6 +91,16 @@ TEST_F(Str, Edits) {
   EXPECT_EQ(2, s.length());
   s.append("c");
   EXPECT_EQ(0, s.length());
+  // The zero turned back into text: "Xab" recorded as "Xa", its terminator
+  // one past. Copies, searches and ends see only the recorded two bytes.
+  String t("ab");
+  t.insertChar('\0', 0);
+  t.at(0) = 'X';
+  String copy(t);
+  EXPECT_EQ(std::string("Xa"), copy.text());
+  EXPECT_EQ(0xAu, t.hexValue());  // X adds nothing, a is 10
+  EXPECT_EQ(-1, t.find("b"));
+  EXPECT_TRUE(t.endsWith("A"));
 }
 
 // Sizes are checked before any arithmetic: what cannot be met is reported

@@ -3,13 +3,13 @@
 # byte 0x5C ('\'), a file whose second bytes are ASCII capitals; each loads,
 # is named as on disk and is stopped in. Files are written and commands sent
 # in code page 932, as the IDE would; the output is read back from it.
-# usage: dbcs.sh <folder of SorbLua.exe and SorbLua.dll> <scratch folder>
+# usage: dbcs.sh <folder of SorbLua.exe, SorbLua.dll and lua51.dll> <scratch folder>
 set -eu
 run=$1 work=$2
 here=$(cd "$(dirname "$0")" && pwd)
 rm -rf "$work" && mkdir -p "$work"
 cd "$work"
-cp "$run/SorbLua.exe" "$run/SorbLua.dll" .
+cp "$run/SorbLua.exe" "$run/SorbLua.dll" "$run/lua51.dll" .
 sjis() { iconv -f UTF-8 -t CP932; }
 { printf 'local t = require(string.char(0x95, 0x5C))\nlocal x = dofile("'; printf 'テスト.lua' | sjis
   printf '")\nprint(t.v + x)\n'; } > ソース.lua

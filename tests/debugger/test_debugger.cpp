@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -134,7 +135,8 @@ TEST(Debugger, StopsBeforeFirstLineAndInterleavesOutput) {
 TEST(Debugger, SessionsAndCommandLine) {
   std::string bare = kDir + "/nodll";  // the program without its agent beside it
   CreateDirectoryA(bare.c_str(), nullptr);
-  ASSERT_TRUE(CopyFileA((kDir + "/SorbLua.exe").c_str(), (bare + "/SorbLua.exe").c_str(), FALSE));
+  for (const char *f : {"/SorbLua.exe", "/lua51.dll"})
+    ASSERT_TRUE(CopyFileA((kDir + f).c_str(), (bare + f).c_str(), FALSE));
   const std::string order = kProgs + "order.lua", args = kProgs + "args.lua", sub = kProgs + "sub";
   const Case runs[] = {
       {order, "setb 4 order.lua\nrun\nrun", {"Breakpoint set", "line one\n",
@@ -191,4 +193,35 @@ TEST(Debugger, ModulesStopOnBareNames) {
          nullptr, 0, kDir, (kDir + "/programs").c_str()});
   SetEnvironmentVariableA("LUA_PATH", nullptr);
   SetEnvironmentVariableA("LUA_INIT", nullptr);
+}
+
+// C modules: found along Lua's default cpath ('!' is the program's folder,
+// where the test's two modules lie) unless LUA_CPATH is set; loaded by path
+// with package.loadlib. A DLL that Windows cannot load gets Lua's own
+// message and stops the program as any error does. It lies in a working
+// folder outside the build tree, whose DLLs the imports check reads
+// meanwhile.
+TEST(Debugger, CModulesAlongTheCPath) {
+  char temp[MAX_PATH];
+  GetTempPathA(sizeof temp, temp);
+  std::string dir = kDir, work = std::string(temp) + "sorblua-cmodules", nowhere = kDir + "/nowhere";
+  for (std::string *s : {&dir, &nowhere}) for (char &c : *s) if (c == '/') c = '\\';
+  CreateDirectoryA(work.c_str(), nullptr);
+  std::ofstream(work + "\\broken.dll") << "MZ but no program";
+  const std::string script = kProgs + "cmodules.lua \"" + dir + "\"";
+  const std::string found = "require\ttrue\t3\nloadlib\t7\ttrue\nno symbol\tnil\t";
+  const std::string broken = "Message: error loading module 'broken' from file '.\\broken.dll':\n\t";
+  check({script, "run\nrun",
+         {"cpath .\\?.dll;" + dir + "\\?.dll;" + dir + "\\loadall.dll\n", found, "\tinit\n",
+          broken, "stack traceback:\n\t[C]: ?\n\t[C]: in function 'require'\n", kUnhandled},
+         nullptr, 1, kDir, work.c_str()});
+  SetEnvironmentVariableA("LUA_CPATH", (nowhere + "\\?.dll").c_str());
+  check({script, "run\nrun",
+         {"cpath " + nowhere + "\\?.dll\n", "require\tfalse\tmodule 'cmod51' not found:",
+          "\n\tno file '" + nowhere + "\\cmod51.dll'\nloadlib\t7\ttrue\n",
+          "module 'broken' not found:", kUnhandled},
+         (dir + "\\cmod51.dll").c_str(), 1, kDir, work.c_str()});
+  SetEnvironmentVariableA("LUA_CPATH", nullptr);
+  DeleteFileA((work + "\\broken.dll").c_str());
+  RemoveDirectoryA(work.c_str());
 }

@@ -236,6 +236,39 @@ TEST_F(Session, DISABLED_MarkersUnderCodePage932) {
   DeleteFileA(module.c_str());
 }
 
+// C modules linked against either name of Lua's core, found beside the
+// script: both run on SorbLua.exe's core; a Lua function they call back
+// stops at its breakpoint, under the C frame, and steps back into the next
+// call; over runs a C call with its callback; an error raised in C stops in
+// the Lua callback that called it, then brings the notice.
+TEST_F(Session, CModulesCallBackIntoTheDebugger) {
+  const std::string cmods = programs + "\\cmods.lua";
+  start("cmods.lua");
+  breakSet(cmods, 6);
+  EXPECT_TRUE(has(expectStop(HS_RUN, 6, cmods), "cores\tlua51.dll\tlua51.dll\t5\t9\n"));
+  EXPECT_TRUE(has(ask(HS_STACK),
+                  "[1]***\tLua in cmods.lua:6\n[2]\teach in [C]:-1\n[3]\tmain in cmods.lua:5\n"));
+  expectStop(HS_STEP, 7);
+  EXPECT_TRUE(has(expectStop(HS_STEP, 6), "(6) (3)\n")) << "the second call, again under each";
+  ask(HS_BREAK_ALL);
+  EXPECT_TRUE(has(expectStop(HS_UNTIL, 8), "(8) (1)\n"));
+  EXPECT_TRUE(has(expectStop(HS_NEXT, 9), "each\t2\t30\tfalse\tcaught\n"));
+  expectStop(HS_NEXT, 10);  // the callback on line 9 ran without a stop
+  for (int line : {12, 10}) expectStop(HS_NEXT, line);  // closure made, then the call
+  EXPECT_TRUE(has(expectStop(HS_NEXT, 11, cmods),
+                  "Error in application file: cmods.lua (11)\n"
+                  "Message: cmods.lua:11: raised in C after 33\n"));
+  EXPECT_TRUE(has(ask(HS_STACK),
+                  "[1]***\tLua in cmods.lua:11\n[2]\teach in [C]:-1\n[3]\tmain in cmods.lua:10\n"));
+  int from = hostEventCount();
+  EXPECT_EQ(1, hostCall(session(), HS_CONTINUE));
+  EXPECT_LE(0, hostWaitFor(from, 2, nullptr, 20000)) << output(from);
+  EXPECT_TRUE(ended());
+  EXPECT_TRUE(has(output(from), "\t[C]: in function 'fail'\n\tcmods.lua:11: in function <cmods.lua:10>\n"
+                                "\t[C]: in function 'each'\n"));
+  EXPECT_FALSE(has(output(from), "not reached"));
+}
+
 // A breakpoint set after Run takes effect while the program loops: the
 // agent's native line filter looks at its input a few times a second.
 TEST_F(Session, ABreakpointSetAfterRunStopsAnEndlessLoop) {

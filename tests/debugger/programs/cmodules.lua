@@ -1,0 +1,11 @@
+-- C modules along package.cpath (LUA_CPATH or Lua's default, whose '!' is
+-- SorbLua.exe's folder, where the test's modules lie) and by
+-- package.loadlib from the folder given; then a DLL that is none.
+local dir = ...
+print("cpath " .. package.cpath)
+local ok, m = pcall(require, "cmod51")
+print("require", ok, ok and m.add(1, 2) or m)
+local open = package.loadlib(dir .. "\\cmod5_1.dll", "luaopen_cmod5_1")
+print("loadlib", open("twin").add(3, 4), twin == open("twin"))
+print("no symbol", package.loadlib(dir .. "\\cmod5_1.dll", "luaopen_nosuch"))
+require "broken"
