@@ -3,7 +3,7 @@
 **
 ** A hook written in Lua costs a Lua call on every line the program runs.
 ** This module installs a C hook in the agent's place that keeps the agent's
-** run-mode decisions here (which line numbers may stop, which sources may
+** run-mode decisions here (which line numbers may stop, which functions may
 ** hold them, how deep the thread is while stepping over or out) and calls
 ** the agent's Lua hook only when a stop is possible, with the arguments and
 ** at the stack level debug.sethook's own hook would. It also looks, a few
