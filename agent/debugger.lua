@@ -53,7 +53,7 @@ local select, type, tostring, tonumber, pairs, ipairs, pcall, xpcall, error =
 local sfind, ssub, sgsub, slower, srep, sformat, smatch, gmatch =
       string.find, string.sub, string.gsub, string.lower, string.rep,
       string.format, string.match, string.gmatch
-local tinsert, tconcat, tsort = table.insert, table.concat, table.sort
+local tinsert, tremove, tconcat, tsort = table.insert, table.remove, table.concat, table.sort
 local rawget, rawset, setmetatable, next = rawget, rawset, setmetatable, next
 
 -- The agent talks through the process's standard streams, captured now: the
@@ -64,12 +64,32 @@ local stdout, stdin = io.stdout, io.stdin
 local fwrite, fflush, fread = stdout.write, stdout.flush, stdin.read
 local globals = getfenv(1)
 
+-- The native line filter (the C module sorbhook), when the host has it: a C
+-- hook that calls the agent's hooks only on events that may stop, and takes
+-- commands while the program runs. Without it everything runs in Lua. With
+-- it debug.gethook still shows the agent's Lua hooks.
+local native
+do
+  local ok, m = pcall(require, 'sorbhook')
+  if ok and type(m) == 'table' and m.version == '2' then
+    native = m
+    gethook = m.gethook
+    debug.gethook = m.gethook
+  end
+end
+
 --{{{ state
 
 local IsWindows = sfind(slower(os.getenv('OS') or ''), '^windows') ~= nil
 
 -- ERROR, an error that nothing caught, is reported as "Error in application file: "
 local events = { BREAK = 1, WATCH = 2, STEP = 3, SET = 4, ERROR = 5 }
+
+-- What the command loop yields to the hook (drive): the program goes on
+-- (RESUME), the session ends (CLOSE), or a number, the stack level to make
+-- the context of (set). The hook resumes the loop with the stop's event,
+-- context, file, line and watch index.
+local RESUME, CLOSE = 'cont', 'stop'
 
 local breakpoints = {}   -- [line] = { [file] = true }
 local watches     = {}   -- [index] = { func = f, exp = text }
@@ -146,258 +166,6 @@ local break_hits = setmetatable({}, weak_keys)
 
 -- defined further down, with the code that runs in the program's threads
 local out, dumpvar, context_meta, update_mode
-
---}}}
---{{{ help texts
-
-local hint_order = {
-  'pause', 'poff', 'pon', 'setb', 'delb', 'delallb', 'setw', 'delw', 'delallw',
-  'run', 'step', 'over', 'out', 'goto', 'listb', 'listw', 'set', 'vars', 'fenv',
-  'glob', 'ups', 'locs', 'dump', 'tron', 'trace', 'info', 'show', 'exit', 'help',
-  '<statement>', 'what',
-}
-
-local hints = {}
-
-hints.pause = [[
-pause(msg)          -- start/resume a debugger session|
-
-This can only be used in your code or from the console as a means to
-start/resume a debugger session. A session that is not open is opened:
-the debugger stops on the line after the pause() call. If one is open the
-program stops there again.
-If msg is given that is shown (as "Message: msg") when the session stops,
-useful to give a context if you've instrumented your code with pause().
-Typed as a debugger command it only says that it belongs in your script.
-]]
-
-hints.poff = [[
-poff                -- turn off pause() command|
-
-Causes all pause() statements to be ignored. This is useful if you have
-instrumented your code in a busy loop and want to continue normal execution
-with no further interruption. No reply.
-]]
-
-hints.pon = [[
-pon                 -- turn on pause() command|
-
-Re-instates honouring the pause() statements in the debugged program.
-No reply.
-]]
-
-hints.setb = [[
-setb [line file]    -- set a breakpoint to line/file|
-
-If file is omitted or is "-" the breakpoint is set in the file of the
-current stop or of the level set by "set"; if line is omitted or is "-"
-the current line is used. Execution pauses when this line is about to be
-executed and the debugger session is re-activated.
-The file can be given as the fully qualified name, partially qualified or
-just the file name, with or without its extension: "myfile.lua" matches
-every file whose name ends in "/myfile.lua". On Windows file names are
-compared in lower case. Replies "Breakpoint set in file <file> line <line>",
-or "Bad request" when there is no file.
-]]
-
-hints.delb = [[
-delb [line file]    -- removes a breakpoint|
-
-If file is omitted or is "-" the breakpoint is removed from the file of
-the current stop; if line is omitted or is "-" the current line is used.
-The file must be given as it was for "setb". Replies "Breakpoint deleted
-from file <file> line <line>", or "Bad request" when there is no file.
-]]
-
-hints.delallb = [[
-delallb             -- removes all breakpoints|
-
-Removes every breakpoint and replies "All breakpoints deleted".
-]]
-
-hints.setw = [[
-setw <exp>          -- adds a new watch expression|
-
-The expression is evaluated before each line is executed, in the context
-of the function running then. If it yields a true value the program
-pauses. The rest of the line is taken as the expression, it is not checked
-when it is set. Replies "Set watch exp no. <index>", the index to give to
-"delw", or "Bad request" when there is no expression.
-]]
-
-hints.delw = [[
-delw <index>        -- removes the watch expression at index|
-
-The index is the one given when the expression was set (see "listw").
-Replies "Watch expression deleted", or "Bad request" when the index is not
-a number.
-]]
-
-hints.delallw = [[
-delallw             -- removes all watch expressions|
-
-Removes every watch expression and replies "All watch expressions deleted".
-]]
-
-hints.run = [[
-run                 -- run until next breakpoint or watch expression|
-
-Turns stepping off and lets the program run until it reaches a breakpoint
-or a watch expression becomes true.
-]]
-
-hints.step = [[
-step [N]            -- run next N lines, stepping into function calls|
-
-Runs N lines (default 1) of the program, stopping in called functions as
-well, then reports the new position as
-"Paused at file: <file> (<line>) (<stack level>)".
-]]
-
-hints.over = [[
-over [N]            -- run next N lines, stepping over function calls|
-
-Runs N lines (default 1) of the current function without stopping in the
-functions it calls. At the outermost level it behaves like "step".
-]]
-
-hints.out = [[
-out [N]             -- run lines until stepped out of N functions|
-
-Runs until the program is N (default 1) stack levels below the current
-one, that is until it has returned from N functions.
-]]
-
-hints['goto'] = [[
-goto <line>         -- step to line number <line> in the current file|
-
-Runs until the given line of the current file is reached (or a breakpoint
-or a watch expression stops it before). A breakpoint already set at that
-line stays in place. Replies "Bad request" when line is not a number.
-]]
-
-hints.listb = [[
-listb               -- lists breakpoints|
-
-Lists every breakpoint as "Break at: <line> in <file>".
-]]
-
-hints.listw = [[
-listw               -- lists watch expressions|
-
-Lists every watch expression as "Watch exp. <index>: <expression>".
-]]
-
-hints.set = [[
-set [level]         -- set context to stack level, omitted=show|
-
-The context is where variables are looked up and statements are executed.
-Level 1 is the function where the program stopped, 2 its caller and so
-on. Replies "Level: <level>", or "No level set" when no function exists at
-that level. A level that is not a number ends the debugger session.
-]]
-
-hints.vars = [[
-vars [depth]        -- list context locals to depth, omitted=1|
-
-Dumps the context: every local and upvalue of the function at the level
-set, as "variables". Tables are listed to the given depth.
-]]
-
-hints.fenv = [[
-fenv [depth]        -- list context function env to depth, omitted=1|
-
-Dumps the environment of the function at the level set, as "environment",
-to the given depth.
-]]
-
-hints.glob = [[
-glob [depth]        -- list globals to depth, omitted=1|
-
-Dumps the global environment, as "globals", to the given depth.
-]]
-
-hints.ups = [[
-ups                 -- list all the upvalue names|
-
-Lists the names of the upvalues of the function at the level set.
-]]
-
-hints.locs = [[
-locs                -- list all the locals names|
-
-Lists the names of the locals of the function at the level set.
-]]
-
-hints.dump = [[
-dump <var> [depth]  -- dump all fields of variable to depth|
-
-The variable is looked up in the context. Its fields are given separated
-by dots, fields made of digits are taken as numbers (dump t.1.name).
-The depth is 1 when omitted or 0. Replies "Bad request" without a variable.
-]]
-
-hints.tron = [[
-tron [crl]          -- turn trace on for (c)alls, (r)etuns, (l)lines|
-
-Prints a trace line for each call (c), return (r) or line (l) executed:
-clock, stack level, file, line and function name. tron without letters
-turns all tracing off.
-]]
-
-hints.trace = [[
-trace               -- dumps a stack trace|
-
-Prints the stack captured at the stop, one function a line:
-[level] name in file:line. The level set is marked by "***".
-]]
-
-hints.info = [[
-info                -- dumps the complete debug info captured|
-
-Dumps everything captured about the stack at the stop (function records,
-locals and upvalues of each level) as "traceinfo", without depth limit.
-]]
-
-hints.show = [[
-show line file X Y  -- show X lines before and Y after line in file|
-
-If line or file is omitted or is "-" the current line or file is used.
-X defaults to 10, Y to X. A file name without extension gets ".lua"; a
-file that is not found is searched along package.path. The given line is
-marked by "***". Replies "Nothing to show" when there is no file and
-"Cannot find <file>" when it cannot be opened.
-]]
-
-hints.exit = [[
-exit                -- exits debugger, re-start it using pause()|
-
-Ends the debugger session: the program runs on without stopping.
-Breakpoints and watch expressions are kept for a later session.
-]]
-
-hints.help = [[
-help [command]      -- show this list or help for command|
-
-Without a known command lists every command with its summary.
-]]
-
-hints['<statement>'] = [[
-<statement>         -- execute a statement in the current context|
-
-Any line that is not a command is run as a Lua statement in the context
-of the level set; "=exp" prints the value of exp. Locals and upvalues that
-the statement changes are written back to the program (unless set to nil
-or false). Errors are shown as "Compile error: ..." or "Run error: ...".
-]]
-
-hints.what = [[
-what <func>         -- show where <func> is defined (if known)|
-
-Looks the function up in the context and prints its kind, source file and
-first and last line; for anything else "<value> is not a function".
-Replies "Bad request" without a name.
-]]
 
 --}}}
 --{{{ output helpers
@@ -480,6 +248,31 @@ end
 --}}}
 --{{{ contexts
 
+-- The upvalues of func, and the locals of the function at stack level l
+-- (counted from the function that iterates), in order: index, name, value.
+local function upvalues(func)
+  local i = 0
+  return function()
+    i = i + 1
+    local name, value = getupvalue(func, i)
+    if name then return i, name, value end
+  end
+end
+
+local function locals(l)
+  local i = 0
+  return function()
+    i = i + 1
+    local name, value = getlocal(l + 1, i)   -- + 1: this function's frame
+    if name then return i, name, value end
+  end
+end
+
+-- the file name of a debug record (getinfo 'S')
+local function record_file(ar)
+  return normalise_file(ar.source, ar.short_src)
+end
+
 -- Context of the function at stack level ref + level, counted from the
 -- caller of capture_vars (level 1 of the debugged code when ref is the
 -- number of frames between the caller and the debugged function).
@@ -492,38 +285,30 @@ local function capture_vars(ref, level, line)
   local known = {}
   local func, env = ar.func, nil
   if func then
-    local i = 1
-    while true do
-      local name, value = getupvalue(func, i)
-      if not name then break end
+    for i, name, value in upvalues(func) do
       if name ~= '' and ssub(name, 1, 1) ~= '(' then
         vars[name] = value
         vars.__UPVALUES__[i] = name
         known[name] = true
       end
-      i = i + 1
     end
     env = getfenv(func)
     vars.__ENVIRONMENT__ = env
   end
   vars.__GLOBALS__ = getfenv(0)
 
-  local i = 1
-  while true do
-    local name, value = getlocal(lvl, i)
-    if not name then break end
+  for i, name, value in locals(lvl) do
     if ssub(name, 1, 1) ~= '(' then
       vars[name] = value
       vars.__LOCALS__[i] = name
       known[name] = true
     end
-    i = i + 1
   end
   vars.__VARSLEVEL__ = level
 
   if func then setmetatable(vars, context_meta(known, env, vars)) end
 
-  return vars, normalise_file(ar.source, ar.short_src), line or ar.currentline
+  return vars, record_file(ar), line or ar.currentline
 end
 
 -- Writes the locals and upvalues of a context back into its stack level
@@ -535,26 +320,17 @@ local function restore_vars(ref, vars)
   level = level + ref
 
   local written = {}
-  local i = 1
-  while true do
-    local name = getlocal(level, i)
-    if not name then break end
-    if ssub(name, 1, 1) ~= '(' then
-      local value = rawget(vars, name)
-      if value then
-        setlocal(level, i, value)
-        written[name] = true
-      end
+  for i, name in locals(level) do
+    local value = ssub(name, 1, 1) ~= '(' and rawget(vars, name)
+    if value then
+      setlocal(level, i, value)
+      written[name] = true
     end
-    i = i + 1
   end
 
   local ar = getinfo(level, 'f')
   if not ar or not ar.func then return end
-  i = 1
-  while true do
-    local name = getupvalue(ar.func, i)
-    if not name then break end
+  for i, name in upvalues(ar.func) do
     if name ~= '' and ssub(name, 1, 1) ~= '(' and not written[name] then
       local value = rawget(vars, name)
       if value then
@@ -562,12 +338,23 @@ local function restore_vars(ref, vars)
         written[name] = true
       end
     end
-    i = i + 1
   end
 end
 
 --}}}
 --{{{ stack trace
+
+-- the names and values of a walk (locals or upvalues), less the internal ones
+local function named(walk)
+  local names, values = {}, {}
+  for _, name, value in walk do
+    if ssub(name, 1, 1) ~= '(' then
+      tinsert(names, name)
+      values[#names] = value
+    end
+  end
+  if #names > 0 then return names, values end
+end
 
 -- Captures the stack from level l + 1 (counted from the caller of tracestack).
 local function tracestack(l)
@@ -577,33 +364,16 @@ local function tracestack(l)
     local ar = getinfo(i)
     if not ar then break end
     tinsert(traceinfo, ar)
+    -- only names found are stored: a nil stored makes a slot of its own,
+    -- which changes the order of info's dump
+    local names, values
     if ar.what ~= 'C' then
-      local names, values = {}, {}
-      local j = 1
-      while true do
-        local name, value = getlocal(i, j)
-        if not name then break end
-        if ssub(name, 1, 1) ~= '(' then
-          tinsert(names, name)
-          values[#names] = value
-        end
-        j = j + 1
-      end
-      if #names > 0 then ar.lnames, ar.lvalues = names, values end
+      names, values = named(locals(i + 1))   -- + 1: walked in named
+      if names then ar.lnames, ar.lvalues = names, values end
     end
     if ar.func then
-      local names, values = {}, {}
-      local j = 1
-      while true do
-        local name, value = getupvalue(ar.func, j)
-        if not name then break end
-        if ssub(name, 1, 1) ~= '(' then
-          tinsert(names, name)
-          values[#names] = value
-        end
-        j = j + 1
-      end
-      if #names > 0 then ar.unames, ar.uvalues = names, values end
+      names, values = named(upvalues(ar.func))
+      if names then ar.unames, ar.uvalues = names, values end
     end
     i = i + 1
   end
@@ -776,6 +546,11 @@ local function aim_funcs(ref, s, t)
     if ar.func then step_funcs[ar.func] = true end
     l = l + 1
   end
+  if native then
+    local list = {}
+    for f in pairs(step_funcs) do list[#list + 1] = f end
+    native.stepfuncs(list)
+  end
 end
 
 local function report(ev, vars, file, line, idx_watch)
@@ -829,6 +604,271 @@ local function follow(name, pattern, numbers)
   return ok, v, n
 end
 
+-- reads the arguments of a command line by a string of argument letters (F L N V S)
+local function getargs(args, letters)
+  local res = {}
+  local pos = 1
+  for i = 1, #letters do
+    local c = ssub(letters, i, i)
+    -- bytes above 127 are letters of the ANSI code page (file names)
+    local _, e, arg = sfind(args, '^%s*([%w%p\128-\255]*)', pos)
+    if e then pos = e + 1 else arg = '' end
+    if c == 'F' then
+      if arg == '' or arg == '-' then arg = rawget(globals, 'breakfile') end
+    elseif c == 'L' then
+      if arg == '' or arg == '-' then arg = rawget(globals, 'breakline') end
+      arg = tonumber(arg or '') or 0
+    elseif c == 'N' then
+      arg = tonumber(arg) or 0
+    end
+    res[i] = arg or ''
+  end
+  return unpack(res, 1, #letters)
+end
+
+-- a command line: its command word and the rest
+local function split_command(line)
+  local s, e = sfind(line, '^[a-z]+')
+  if not s then return '', '' end
+  return ssub(line, s, e), (sgsub(ssub(line, e + 1), '^%s*', ''))
+end
+
+local function bad_request() out('Bad request\n') end
+
+local function stepping(into, over, lines)
+  step_into, step_over = into, over
+  if lines then step_lines = lines end
+end
+
+-- Yields to the hook what the program does next (RESUME, CLOSE or a level
+-- for the context) and takes the next stop's context as the current one.
+local function resume_program(what)
+  local env, file, line = report(coyield(what))
+  rawset(globals, 'eval_env', env)
+  rawset(globals, 'breakfile', file)
+  rawset(globals, 'breakline', line)
+end
+
+-- The commands, in the order of the help listing: each entry has its name,
+-- its argument letters (see getargs), its handler, called with the rest of
+-- the line and the arguments its letters read (a handler that returns a
+-- value ends the command loop with it), whether it is also taken while the
+-- program runs (native part), and its help text and summary (at the end of
+-- this file). commands[name] is the entry of that name.
+local commands = {}
+local function command(name, letters, run, running)
+  local c = { name = name, letters = letters or '', run = run, running = running }
+  commands[#commands + 1] = c
+  commands[name] = c
+end
+
+local function invoke(c, args)
+  return c.run(args, getargs(args, c.letters))
+end
+
+command('pause', nil, function()
+  out('pause() should only be used in the script you are debugging\n')
+end)
+
+command('poff', nil, function() pause_off = true end)
+
+command('pon', nil, function() pause_off = false end)
+
+command('setb', 'LF', function(_, ln, file)
+  if file == '' then return bad_request() end
+  set_breakpoint(file, ln)
+  out('Breakpoint set in file ', file, ' line ', ln, '\n')
+end, true)
+
+command('delb', 'LF', function(_, ln, file)
+  if file == '' then return bad_request() end
+  remove_breakpoint(file, ln)
+  out('Breakpoint deleted from file ', file, ' line ', ln, '\n')
+end, true)
+
+command('delallb', nil, function()
+  breakpoints = {}
+  out('All breakpoints deleted\n')
+end, true)
+
+command('setw', nil, function(args)
+  if args == '' then return bad_request() end
+  local func = loadstring('return(' .. args .. ')')
+  local idx = #watches + 1
+  watches[idx] = { func = func, exp = args }
+  out('Set watch exp no. ', idx, '\n')
+end, true)
+
+command('delw', 'S', function(_, idx)
+  idx = tonumber(idx)
+  if not idx then return bad_request() end
+  watches[idx] = nil
+  out('Watch expression deleted\n')
+end, true)
+
+command('delallw', nil, function()
+  watches = {}
+  out('All watch expressions deleted\n')
+end, true)
+
+command('run', nil, function()
+  stepping(false, false)
+  resume_program(RESUME)
+end)
+
+command('step', 'S', function(_, n)
+  stepping(true, false, tonumber(n) or 1)
+  resume_program(RESUME)
+end)
+
+command('over', 'S', function(_, n)
+  stepping(false, true, tonumber(n) or 1)
+  aim_step(0)
+  resume_program(RESUME)
+end)
+
+command('out', 'S', function(_, n)
+  stepping(false, true, 1)
+  aim_step(tonumber(n) or 1)
+  resume_program(RESUME)
+end)
+
+command('goto', 'S', function(_, ln)
+  ln = tonumber(ln)
+  local file = rawget(globals, 'breakfile')
+  if not (ln and file) then return bad_request() end
+  stepping(false, false)
+  if has_breakpoint(file, ln) then return resume_program(RESUME) end
+  set_breakpoint(file, ln)
+  resume_program(RESUME)
+  if rawget(globals, 'breakfile') == file and rawget(globals, 'breakline') == ln then
+    remove_breakpoint(file, ln)
+  end
+end)
+
+command('listb', nil, function()
+  for ln, files in pairs(breakpoints) do
+    for file in pairs(files) do
+      out('Break at: ', ln, ' in ', file, '\n')
+    end
+  end
+end)
+
+command('listw', nil, function()
+  local keys = {}
+  for k in pairs(watches) do tinsert(keys, k) end
+  tsort(keys)
+  for _, k in ipairs(keys) do
+    out('Watch exp. ', k, ': ', watches[k].exp, '\n')
+  end
+end)
+
+command('set', 'S', function(args, level)
+  if args ~= '' then resume_program(level) end
+  level = eval_env.__VARSLEVEL__
+  if level then
+    out('Level: ', level, '\n')
+  else
+    out('No level set\n')
+  end
+end)
+
+command('vars', 'N', function(_, depth) dumpvar(eval_env, depth + 1, 'variables') end)
+
+command('fenv', 'N', function(_, depth) dumpvar(eval_env.__ENVIRONMENT__, depth + 1, 'environment') end)
+
+command('glob', 'N', function(_, depth) dumpvar(eval_env.__GLOBALS__, depth + 1, 'globals') end)
+
+command('ups', nil, function() dumpvar(eval_env.__UPVALUES__, 2, 'upvalues') end)
+
+command('locs', nil, function() dumpvar(eval_env.__LOCALS__, 2, 'upvalues') end)
+
+command('dump', 'VN', function(_, name, depth)
+  if name == '' then return bad_request() end
+  if depth == 0 then depth = 1 end
+  local ok, v, n = follow(name, '[^%.]+', true)
+  if ok then dumpvar(v, depth + 1, n) else out('Run error: ', text(v), '\n') end
+end)
+
+command('tron', nil, function(args)
+  trace_calls   = sfind(args, 'c') ~= nil
+  trace_returns = sfind(args, 'r') ~= nil
+  trace_lines   = sfind(args, 'l') ~= nil
+end)
+
+command('trace', nil, function()
+  trace(type(eval_env) == 'table' and rawget(eval_env, '__VARSLEVEL__') or nil)
+end)
+
+command('info', nil, function() dumpvar(traceinfo, 0, 'traceinfo') end)
+
+command('show', 'LFNN', function(_, ln, file, before, after)
+  if before == 0 then before = 10 end
+  if after == 0 then after = before end
+  if file ~= '' and file ~= '=stdin' then
+    show(file, ln, before, after)
+  else
+    out('Nothing to show\n')
+  end
+end)
+
+command('exit', nil, function() return CLOSE end)
+
+command('help', 'S', function(_, topic)
+  local c = topic ~= '' and commands[topic]
+  if c and c.help then return out(c.help, '\n') end
+  for _, entry in ipairs(commands) do out(entry.summary, '\n') end
+end)
+
+command('<statement>')   -- help only: any line that is no command
+
+command('what', 'V', function(_, name)
+  if name == '' then return bad_request() end
+  local ok, v = follow(name, '[%w_]+', false)
+  if not ok then
+    out('Run error: ', text(v), '\n')
+  elseif type(v) == 'function' then
+    local def = getinfo(v, 'S')
+    out(def.what, ' in ', def.short_src, ' ', def.linedefined, '..', def.lastlinedefined, '\n')
+  else
+    out(text(v), ' is not a function\n')
+  end
+end)
+
+-- a statement, executed in the context
+local function statement(line)
+  local src = sgsub(line, '^=', 'return ')
+  local ok, func = pcall(loadstring, src)
+  if not ok then
+    return out('Compile error: ', tostring(func), '\n')
+  elseif not func then
+    return out('Compile error: ', line, '\n')
+  end
+  setfenv(func, eval_env)
+  -- the program's thread, not the loop's, is the running one here
+  local running = rawget(colib, 'running')
+  if running == corunning then rawset(colib, 'running', program_thread) end
+  local res = pack(pcall(func))
+  if running == corunning then rawset(colib, 'running', running) end
+  if not res[1] then
+    return out('Run error: ', text(res[2]), '\n')
+  end
+  if res[2] then
+    local texts = {}
+    for k = 2, res.n do texts[k - 1] = text(res[k]) .. '\t' end
+    out(tconcat(texts), '\n')
+  end
+  resume_program(0)
+end
+
+-- lines read while the program ran that wait for the next stop; past
+-- PENDING_MAX the agent reads no more until then
+local pending, PENDING_MAX = {}, 64
+
+-- a command line from standard input (the native part reads it when it
+-- looks at the input while the program runs)
+local read_line = function() return fread(stdin, '*l') end
+
 local function debugger_loop()
   line_start()
   out('Lua Debugger - Version ', VERSION, '\n')
@@ -837,284 +877,24 @@ local function debugger_loop()
   out('\n')
   out("Type 'help' for commands\n")
 
-  local command, args
-
-  -- reads the arguments of the current line by a string of argument letters (F L N V S)
-  local function getargs(letters)
-    local res = {}
-    local pos = 1
-    for i = 1, #letters do
-      local c = ssub(letters, i, i)
-      -- bytes above 127 are letters of the ANSI code page (file names)
-      local _, e, arg = sfind(args, '^%s*([%w%p\128-\255]*)', pos)
-      if e then pos = e + 1 else arg = '' end
-      if c == 'F' then
-        if arg == '' or arg == '-' then arg = rawget(globals, 'breakfile') end
-      elseif c == 'L' then
-        if arg == '' or arg == '-' then arg = rawget(globals, 'breakline') end
-        arg = tonumber(arg or '') or 0
-      elseif c == 'N' then
-        arg = tonumber(arg) or 0
-      end
-      res[i] = arg or ''
-    end
-    return unpack(res, 1, #letters)
-  end
-
-  local function resume_program(what)
-    local env, file, line = report(coyield(what))
-    rawset(globals, 'eval_env', env)
-    rawset(globals, 'breakfile', file)
-    rawset(globals, 'breakline', line)
-  end
-
   while true do
     out('[DEBUG]> ')
-    local line = fread(stdin, '*l')
-    if line == nil then
-      out('\n')
-      line = 'exit'
+    local line = tremove(pending, 1)
+    if not line then
+      line = read_line()
+      if line == nil then
+        out('\n')
+        line = 'exit'
+      end
     end
     line = sgsub(line, '\r$', '')   -- a CR-LF line end from a Windows pipe
-
-    local s, e = sfind(line, '^[a-z]+')
-    if s then
-      command = ssub(line, s, e)
-      args = sgsub(ssub(line, e + 1), '^%s*', '')
-    else
-      command = ''
-      args = ''
-    end
-
-    if command == 'setb' then
-      local ln, file = getargs('LF')
-      if file ~= '' then
-        set_breakpoint(file, ln)
-        out('Breakpoint set in file ', file, ' line ', ln, '\n')
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'delb' then
-      local ln, file = getargs('LF')
-      if file ~= '' then
-        remove_breakpoint(file, ln)
-        out('Breakpoint deleted from file ', file, ' line ', ln, '\n')
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'delallb' then
-      breakpoints = {}
-      out('All breakpoints deleted\n')
-
-    elseif command == 'listb' then
-      for ln, files in pairs(breakpoints) do
-        for file in pairs(files) do
-          out('Break at: ', ln, ' in ', file, '\n')
-        end
-      end
-
-    elseif command == 'setw' then
-      if args ~= '' then
-        local func = loadstring('return(' .. args .. ')')
-        local idx = #watches + 1
-        watches[idx] = { func = func, exp = args }
-        out('Set watch exp no. ', idx, '\n')
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'delw' then
-      local idx = tonumber((getargs('S')))
-      if idx then
-        watches[idx] = nil
-        out('Watch expression deleted\n')
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'delallw' then
-      watches = {}
-      out('All watch expressions deleted\n')
-
-    elseif command == 'listw' then
-      local keys = {}
-      for k in pairs(watches) do tinsert(keys, k) end
-      tsort(keys)
-      for _, k in ipairs(keys) do
-        out('Watch exp. ', k, ': ', watches[k].exp, '\n')
-      end
-
-    elseif command == 'run' then
-      step_into = false
-      step_over = false
-      resume_program('cont')
-
-    elseif command == 'step' then
-      step_over  = false
-      step_into  = true
-      step_lines = tonumber((getargs('S'))) or 1
-      resume_program('cont')
-
-    elseif command == 'over' then
-      step_into  = false
-      step_over  = true
-      step_lines = tonumber((getargs('S'))) or 1
-      aim_step(0)
-      resume_program('cont')
-
-    elseif command == 'out' then
-      step_into  = false
-      step_over  = true
-      step_lines = 1
-      aim_step(tonumber((getargs('S'))) or 1)
-      resume_program('cont')
-
-    elseif command == 'goto' then
-      local ln = tonumber((getargs('S')))
-      local file = rawget(globals, 'breakfile')
-      if ln and file then
-        step_into = false
-        step_over = false
-        if has_breakpoint(file, ln) then
-          resume_program('cont')
-        else
-          set_breakpoint(file, ln)
-          resume_program('cont')
-          if rawget(globals, 'breakfile') == file and rawget(globals, 'breakline') == ln then
-            remove_breakpoint(file, ln)
-          end
-        end
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'set' then
-      if args ~= '' then
-        resume_program((getargs('S')))
-      end
-      local level = eval_env.__VARSLEVEL__
-      if level then
-        out('Level: ', level, '\n')
-      else
-        out('No level set\n')
-      end
-
-    elseif command == 'vars' then
-      dumpvar(eval_env, getargs('N') + 1, 'variables')
-
-    elseif command == 'glob' then
-      dumpvar(eval_env.__GLOBALS__, getargs('N') + 1, 'globals')
-
-    elseif command == 'fenv' then
-      dumpvar(eval_env.__ENVIRONMENT__, getargs('N') + 1, 'environment')
-
-    elseif command == 'ups' then
-      dumpvar(eval_env.__UPVALUES__, 2, 'upvalues')
-
-    elseif command == 'locs' then
-      dumpvar(eval_env.__LOCALS__, 2, 'upvalues')
-
-    elseif command == 'what' then
-      local name = getargs('V')
-      local ok, v = true, nil
-      if name ~= '' then ok, v = follow(name, '[%w_]+', false) end
-      if not ok then
-        out('Run error: ', text(v), '\n')
-      elseif name ~= '' then
-        if type(v) == 'function' then
-          local def = getinfo(v, 'S')
-          out(def.what, ' in ', def.short_src, ' ', def.linedefined, '..',
-              def.lastlinedefined, '\n')
-        else
-          out(text(v), ' is not a function\n')
-        end
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'dump' then
-      local name, depth = getargs('VN')
-      if name ~= '' then
-        if depth == 0 then depth = 1 end
-        local ok, v, n = follow(name, '[^%.]+', true)
-        if ok then dumpvar(v, depth + 1, n) else out('Run error: ', text(v), '\n') end
-
-      else
-        out('Bad request\n')
-      end
-
-    elseif command == 'show' then
-      local ln, file, before, after = getargs('LFNN')
-      if before == 0 then before = 10 end
-      if after == 0 then after = before end
-      if file ~= '' and file ~= '=stdin' then
-        show(file, ln, before, after)
-      else
-        out('Nothing to show\n')
-      end
-
-    elseif command == 'poff' then
-      pause_off = true
-
-    elseif command == 'pon' then
-      pause_off = false
-
-    elseif command == 'tron' then
-      trace_calls   = sfind(args, 'c') ~= nil
-      trace_returns = sfind(args, 'r') ~= nil
-      trace_lines   = sfind(args, 'l') ~= nil
-
-    elseif command == 'trace' then
-      trace(type(eval_env) == 'table' and rawget(eval_env, '__VARSLEVEL__') or nil)
-
-    elseif command == 'info' then
-      dumpvar(traceinfo, 0, 'traceinfo')
-
-    elseif command == 'pause' then
-      out('pause() should only be used in the script you are debugging\n')
-
-    elseif command == 'help' then
-      local topic = getargs('S')
-      if topic ~= '' and hints[topic] then
-        out(hints[topic], '\n')
-      else
-        for _, name in ipairs(hint_order) do
-          out((smatch(hints[name], '^(.*)|')), '\n')
-        end
-      end
-
-    elseif command == 'exit' then
-      return 'stop'
-
+    local name, args = split_command(line)
+    local c = commands[name]
+    if c and c.run then
+      local result = invoke(c, args)
+      if result then return result end
     elseif line ~= '' then
-      -- a statement, executed in the context
-      local src = sgsub(line, '^=', 'return ')
-      local ok, func = pcall(loadstring, src)
-      if not ok then
-        out('Compile error: ', tostring(func), '\n')
-      elseif not func then
-        out('Compile error: ', line, '\n')
-      else
-        setfenv(func, eval_env)
-        -- the program's thread, not the loop's, is the running one here
-        local running = rawget(colib, 'running')
-        if running == corunning then rawset(colib, 'running', program_thread) end
-        local res = pack(pcall(func))
-        if running == corunning then rawset(colib, 'running', running) end
-        local n = res.n
-        if res[1] then
-          if res[2] then
-            local texts = {}
-            for k = 2, n do texts[k - 1] = text(res[k]) .. '\t' end
-            out(tconcat(texts), '\n')
-          end
-          resume_program(0)
-        else
-          out('Run error: ', text(res[2]), '\n')
-        end
-      end
+      statement(line)
     end
   end
 end
@@ -1129,21 +909,22 @@ local function drive(ref, ev, vars, file, line, idx)
   while true do
     if not ok then
       started = false
-      sethook()
+      if native then native.sethook() else sethook() end
       update_mode()
       error(nxt, 0)
     end
-    if nxt == 'cont' then
+    if nxt == RESUME then
       update_mode()
       local rec = threads[current_thread]
       if rec then
         if step_over then aim_funcs(ref, rec.stack(), step_target) end
         rec.install()
       end
+      if native then native.resume() end
       return true
-    elseif nxt == 'stop' then
+    elseif nxt == CLOSE then
       started = false
-      sethook()
+      if native then native.sethook() native.resume(false) else sethook() end
       update_mode()
       if on_quit then on_quit() end
       return false
@@ -1157,9 +938,72 @@ local function drive(ref, ev, vars, file, line, idx)
     else
       out('Unknown command from debugger_loop: ', tostring(nxt), '\n')
       out('Stopping debugger\n')
-      nxt = 'stop'
+      nxt = CLOSE
     end
   end
+end
+
+-- Commands sent while the program runs (native part only). The C hook calls
+-- this between two events of the running thread, as it calls a hook: level
+-- 2 is the function of the event. Commands on breakpoints and watches are
+-- answered at once; step, over and out stop at the next line that
+-- qualifies; exit ends the session; anything else waits for the next stop.
+local function running_input()
+  local ar = getinfo(2, 'S')
+  if ar and ar.source == AGENT_SOURCE then return end   -- in the agent: later
+  while true do
+    if #pending >= PENDING_MAX then   -- a flood: the rest stays in the pipe
+      native.resume(false)
+      return
+    end
+    local line = read_line()
+    if line == nil then   -- the end of input: the next stop reads it again
+      native.input(false)
+      return
+    end
+    local command, args = split_command((sgsub(line, '\r$', '')))
+    local c = commands[command]
+    if c and c.running then
+      line_start()
+      invoke(c, args)
+      update_mode()
+    elseif command == 'step' then
+      stepping(true, false, tonumber((getargs(args, 'S'))) or 1)
+      update_mode()
+      return
+    elseif command == 'over' or command == 'out' then
+      local co = corunning()
+      current_thread = co and threads[co] and co or 'main'
+      local rec = threads[current_thread]
+      rec.sync(2)   -- levels are not counted in run mode
+      stepping(false, true, command == 'over' and (tonumber((getargs(args, 'S'))) or 1) or 1)
+      aim_step(command == 'out' and (tonumber((getargs(args, 'S'))) or 1) or 0)
+      update_mode()
+      aim_funcs(2, rec.stack(), step_target)
+      return
+    elseif command == 'exit' then
+      started = false
+      native.sethook()
+      native.resume(false)
+      update_mode()
+      if on_quit then on_quit() end
+      return
+    else
+      pending[#pending + 1] = line
+    end
+    if not native.waiting() then return end
+  end
+end
+
+-- the native part's question: may a breakpoint be on this line of source?
+local function native_hits(source, short_src, line)
+  if source == AGENT_SOURCE then return false end
+  return has_breakpoint(normalise_file(source, short_src), line)
+end
+
+if native then
+  native.callbacks(native_hits, running_input)
+  if native.input(true) then read_line = native.readline end
 end
 
 --}}}
@@ -1274,6 +1118,21 @@ function update_mode()
     special = ALL
     any_special = true
   end
+  if native then
+    -- what the C hook may decide alone: "run" (special lines), "over"
+    -- (levels counted in C, special lines) or nothing ("all")
+    local kind, lines = 'all', {}
+    if fast then
+      kind = 'run'
+    elseif started and step_over and not (step_into or watching
+                                          or trace_calls or trace_returns or trace_lines) then
+      kind = 'over'
+    end
+    for l, files in pairs(breakpoints) do
+      if next(files) and l >= 0 and l < 2147483647 and l % 1 == 0 then lines[#lines + 1] = l end
+    end
+    native.config(kind, lines)
+  end
 end
 
 --}}}
@@ -1297,7 +1156,7 @@ end
 -- read, in the function of the line event (watch_target), as its context
 -- would: locals, then upvalues, then its environment. Far cheaper per line
 -- than building the context. Frames from __index: the watch chunk, pcall,
--- full_event, the hook, the function of the event.
+-- watch_hit, full_event, the hook, the function of the event.
 local watch_chunk, watch_target
 local function watch_lookup(_, k)
   local c = 2
@@ -1307,7 +1166,9 @@ local function watch_lookup(_, k)
     if ar.func == watch_chunk then break end
     c = c + 1
   end
-  local lvl, found, value = c + 4, false, nil
+  -- plain loops, not the walks: this runs for each name of a watch on
+  -- every line
+  local lvl, found, value = c + 5, false, nil
   local i = 1
   while true do
     local name, v = getlocal(lvl, i)
@@ -1333,6 +1194,55 @@ local watch_env = setmetatable({}, {
   __newindex = function(_, k, v) getfenv(watch_target)[k] = v end,
 })
 
+-- The trace lines of an event of a thread at stack level slevel whose last
+-- traced level is tlevel; returns the new traced level. Levels: 1
+-- trace_event, 2 its caller (in the hook), level + 1 the function of the
+-- event.
+local function trace_event(event, line, level, slevel, tlevel)
+  if event == 'return' and trace_returns then
+    local ar = getinfo(level + 1, 'Sln')
+    if ar then
+      ret_file, ret_line, ret_name = record_file(ar), ar.currentline, ar.name
+    end
+  end
+  if event ~= 'line' then return tlevel end
+  if trace_calls and slevel > tlevel then
+    local caller = getinfo(level + 2, 'Sl')
+    local called = getinfo(level + 1, 'n')
+    trace_entry('c', slevel - 1, caller and record_file(caller),
+                caller and caller.currentline, called and called.name)
+  end
+  if trace_returns and slevel < tlevel then
+    trace_entry('r', slevel, ret_file, ret_line, ret_name)
+  end
+  if trace_lines then
+    local ar = getinfo(level + 1, 'Sn')
+    trace_entry('l', slevel, ar and record_file(ar), line, ar and ar.name)
+  end
+  return slevel
+end
+
+-- The index of the first watch expression that holds at a line event of
+-- func, if any. Frames: 1 watch_hit, 2 full_event, 3 the hook, 4 the
+-- function of the event (see watch_lookup).
+local function watch_hit(func)
+  local idx
+  watch_target = func
+  for i, w in pairs(watches) do
+    if w.func then
+      watch_chunk = w.func
+      setfenv(w.func, watch_env)
+      local ok, res = pcall(w.func)
+      if ok and res then
+        idx = i
+        break
+      end
+    end
+  end
+  watch_chunk, watch_target = nil, nil
+  return idx
+end
+
 -- The hooks of one thread ('main' or a coroutine) and that thread's levels:
 -- the returned record installs them and gives access to the levels. A level
 -- is the depth of a frame less the thread's base (main: the depth of the
@@ -1343,6 +1253,13 @@ local function new_thread(th, base0)
   local mode    -- 'run' or 'full': the hook this thread runs
   local run_hook, full_hook
 
+  -- the native part's view of the levels: it counts them while stepping
+  -- over and gives its count back before the agent's hook runs
+  local function access(s)
+    if s then stack = s end
+    return stack, step
+  end
+
   -- levels from the real depth of the frame at level l (from the caller)
   local function sync(l)
     local s = stack_depth(l + 1) - base
@@ -1350,52 +1267,29 @@ local function new_thread(th, base0)
     stack, trace = s, s
   end
 
-  -- levels: 1 trace_event, 2 full_event, level + 1 the function of the event
-  local function trace_event(event, line, level)
-    if event == 'return' and trace_returns then
-      local ar = getinfo(level + 1, 'Sln')
-      if ar then
-        ret_file, ret_line, ret_name = normalise_file(ar.source, ar.short_src), ar.currentline, ar.name
-      end
-    end
-    if event ~= 'line' then return end
-    local slevel, tlevel = stack, trace
-    if trace_calls and slevel > tlevel then
-      local caller = getinfo(level + 2, 'Sl')
-      local called = getinfo(level + 1, 'n')
-      trace_entry('c', slevel - 1, caller and normalise_file(caller.source, caller.short_src),
-                  caller and caller.currentline, called and called.name)
-    end
-    if trace_returns and slevel < tlevel then
-      trace_entry('r', slevel, ret_file, ret_line, ret_name)
-    end
-    if trace_lines then
-      local ar = getinfo(level + 1, 'Sn')
-      trace_entry('l', slevel, ar and normalise_file(ar.source, ar.short_src), line, ar and ar.name)
-    end
-    trace = slevel
-  end
-
   -- every event of the full hook but its calls and returns, and the line
   -- events of the run hook that may stop
   local function full_event(event, line)
     local level = 3   -- 1 full_event, 2 the hook, 3 the function of the event
     if not started then
-      sethook()
+      if native then native.sethook() else sethook() end
       mode = nil
       return
     end
     current_thread = th
     if fast then
-      if mode == 'full' then mode = 'run' sethook(run_hook, 'lr') end
+      if mode == 'full' then
+        mode = 'run'
+        if native then native.sethook(run_hook, 'lr', access) else sethook(run_hook, 'lr') end
+      end
     elseif mode ~= 'full' then
       sync(level)   -- nothing was counted in run mode
       mode = 'full'
-      sethook(full_hook, 'crl')
+      if native then native.sethook(full_hook, 'crl', access) else sethook(full_hook, 'crl') end
     end
     fflush(stdout)
     if event == 'call' or event == 'return' then
-      trace_event(event, line, level)
+      trace = trace_event(event, line, level, stack, trace)
       if event == 'call' then
         stack = stack + 1
       elseif stack > 0 then
@@ -1415,29 +1309,18 @@ local function new_thread(th, base0)
       if agent_fn[func] and stop_here[func] ~= ln then return end
     else
       local ar = getinfo(level, 'S')
-      file = normalise_file(ar.source, ar.short_src)   -- a lost tail call
+      file = record_file(ar)   -- a lost tail call
     end
     if trace_calls or trace_returns or trace_lines then
-      trace_event(event, line, level)
+      trace = trace_event(event, line, level, stack, trace)
     else
       trace = stack
     end
 
     local ev, idx
     if watching then
-      watch_target = func
-      for i, w in pairs(watches) do
-        if w.func then
-          watch_chunk = w.func
-          setfenv(w.func, watch_env)
-          local ok, res = pcall(w.func)
-          if ok and res then
-            ev, idx = events.WATCH, i
-            break
-          end
-        end
-      end
-      watch_chunk, watch_target = nil, nil
+      idx = watch_hit(func)
+      if idx then ev = events.WATCH end
     end
     if not ev and step_over and stack > step and step_funcs[func] then
       sync(level)   -- recursion, or frames lost to an error
@@ -1487,7 +1370,7 @@ local function new_thread(th, base0)
     if event == 'call' then
       stack = stack + 1
     else
-      if trace_returns then trace_event(event, line, 2) end
+      if trace_returns then trace_event(event, line, 2, stack, trace) end
       if stack > 0 then stack = stack - 1 end
     end
   end
@@ -1502,7 +1385,9 @@ local function new_thread(th, base0)
     local hook, mask = full_hook, 'crl'
     if fast then hook, mask = run_hook, 'lr' end
     mode = fast and 'run' or 'full'
-    if co then sethook(co, hook, mask) else sethook(hook, mask) end
+    if native then
+      if co then native.sethook(co, hook, mask, access) else native.sethook(hook, mask, access) end
+    elseif co then sethook(co, hook, mask) else sethook(hook, mask) end
   end
   our_hooks[run_hook], our_hooks[full_hook] = true, true
   threads[th] = rec
@@ -1724,6 +1609,258 @@ rawset(globals, '_TRACEBACK', traceback)
 
 
 --}}}
+--}}}
+
+--{{{ help texts
+
+-- The commands' help: the first line, up to "|", is the summary in the
+-- listing; the whole text answers "help <command>".
+local help = {}
+
+help.pause = [[
+pause(msg)          -- start/resume a debugger session|
+
+This can only be used in your code or from the console as a means to
+start/resume a debugger session. A session that is not open is opened:
+the debugger stops on the line after the pause() call. If one is open the
+program stops there again.
+If msg is given that is shown (as "Message: msg") when the session stops,
+useful to give a context if you've instrumented your code with pause().
+Typed as a debugger command it only says that it belongs in your script.
+]]
+
+help.poff = [[
+poff                -- turn off pause() command|
+
+Causes all pause() statements to be ignored. This is useful if you have
+instrumented your code in a busy loop and want to continue normal execution
+with no further interruption. No reply.
+]]
+
+help.pon = [[
+pon                 -- turn on pause() command|
+
+Re-instates honouring the pause() statements in the debugged program.
+No reply.
+]]
+
+help.setb = [[
+setb [line file]    -- set a breakpoint to line/file|
+
+If file is omitted or is "-" the breakpoint is set in the file of the
+current stop or of the level set by "set"; if line is omitted or is "-"
+the current line is used. Execution pauses when this line is about to be
+executed and the debugger session is re-activated.
+The file can be given as the fully qualified name, partially qualified or
+just the file name, with or without its extension: "myfile.lua" matches
+every file whose name ends in "/myfile.lua". On Windows file names are
+compared in lower case. Replies "Breakpoint set in file <file> line <line>",
+or "Bad request" when there is no file.
+]]
+
+help.delb = [[
+delb [line file]    -- removes a breakpoint|
+
+If file is omitted or is "-" the breakpoint is removed from the file of
+the current stop; if line is omitted or is "-" the current line is used.
+The file must be given as it was for "setb". Replies "Breakpoint deleted
+from file <file> line <line>", or "Bad request" when there is no file.
+]]
+
+help.delallb = [[
+delallb             -- removes all breakpoints|
+
+Removes every breakpoint and replies "All breakpoints deleted".
+]]
+
+help.setw = [[
+setw <exp>          -- adds a new watch expression|
+
+The expression is evaluated before each line is executed, in the context
+of the function running then. If it yields a true value the program
+pauses. The rest of the line is taken as the expression, it is not checked
+when it is set. Replies "Set watch exp no. <index>", the index to give to
+"delw", or "Bad request" when there is no expression.
+]]
+
+help.delw = [[
+delw <index>        -- removes the watch expression at index|
+
+The index is the one given when the expression was set (see "listw").
+Replies "Watch expression deleted", or "Bad request" when the index is not
+a number.
+]]
+
+help.delallw = [[
+delallw             -- removes all watch expressions|
+
+Removes every watch expression and replies "All watch expressions deleted".
+]]
+
+help.run = [[
+run                 -- run until next breakpoint or watch expression|
+
+Turns stepping off and lets the program run until it reaches a breakpoint
+or a watch expression becomes true.
+]]
+
+help.step = [[
+step [N]            -- run next N lines, stepping into function calls|
+
+Runs N lines (default 1) of the program, stopping in called functions as
+well, then reports the new position as
+"Paused at file: <file> (<line>) (<stack level>)".
+]]
+
+help.over = [[
+over [N]            -- run next N lines, stepping over function calls|
+
+Runs N lines (default 1) of the current function without stopping in the
+functions it calls. At the outermost level it behaves like "step".
+]]
+
+help.out = [[
+out [N]             -- run lines until stepped out of N functions|
+
+Runs until the program is N (default 1) stack levels below the current
+one, that is until it has returned from N functions.
+]]
+
+help['goto'] = [[
+goto <line>         -- step to line number <line> in the current file|
+
+Runs until the given line of the current file is reached (or a breakpoint
+or a watch expression stops it before). A breakpoint already set at that
+line stays in place. Replies "Bad request" when line is not a number.
+]]
+
+help.listb = [[
+listb               -- lists breakpoints|
+
+Lists every breakpoint as "Break at: <line> in <file>".
+]]
+
+help.listw = [[
+listw               -- lists watch expressions|
+
+Lists every watch expression as "Watch exp. <index>: <expression>".
+]]
+
+help.set = [[
+set [level]         -- set context to stack level, omitted=show|
+
+The context is where variables are looked up and statements are executed.
+Level 1 is the function where the program stopped, 2 its caller and so
+on. Replies "Level: <level>", or "No level set" when no function exists at
+that level. A level that is not a number ends the debugger session.
+]]
+
+help.vars = [[
+vars [depth]        -- list context locals to depth, omitted=1|
+
+Dumps the context: every local and upvalue of the function at the level
+set, as "variables". Tables are listed to the given depth.
+]]
+
+help.fenv = [[
+fenv [depth]        -- list context function env to depth, omitted=1|
+
+Dumps the environment of the function at the level set, as "environment",
+to the given depth.
+]]
+
+help.glob = [[
+glob [depth]        -- list globals to depth, omitted=1|
+
+Dumps the global environment, as "globals", to the given depth.
+]]
+
+help.ups = [[
+ups                 -- list all the upvalue names|
+
+Lists the names of the upvalues of the function at the level set.
+]]
+
+help.locs = [[
+locs                -- list all the locals names|
+
+Lists the names of the locals of the function at the level set.
+]]
+
+help.dump = [[
+dump <var> [depth]  -- dump all fields of variable to depth|
+
+The variable is looked up in the context. Its fields are given separated
+by dots, fields made of digits are taken as numbers (dump t.1.name).
+The depth is 1 when omitted or 0. Replies "Bad request" without a variable.
+]]
+
+help.tron = [[
+tron [crl]          -- turn trace on for (c)alls, (r)etuns, (l)lines|
+
+Prints a trace line for each call (c), return (r) or line (l) executed:
+clock, stack level, file, line and function name. tron without letters
+turns all tracing off.
+]]
+
+help.trace = [[
+trace               -- dumps a stack trace|
+
+Prints the stack captured at the stop, one function a line:
+[level] name in file:line. The level set is marked by "***".
+]]
+
+help.info = [[
+info                -- dumps the complete debug info captured|
+
+Dumps everything captured about the stack at the stop (function records,
+locals and upvalues of each level) as "traceinfo", without depth limit.
+]]
+
+help.show = [[
+show line file X Y  -- show X lines before and Y after line in file|
+
+If line or file is omitted or is "-" the current line or file is used.
+X defaults to 10, Y to X. A file name without extension gets ".lua"; a
+file that is not found is searched along package.path. The given line is
+marked by "***". Replies "Nothing to show" when there is no file and
+"Cannot find <file>" when it cannot be opened.
+]]
+
+help.exit = [[
+exit                -- exits debugger, re-start it using pause()|
+
+Ends the debugger session: the program runs on without stopping.
+Breakpoints and watch expressions are kept for a later session.
+]]
+
+help.help = [[
+help [command]      -- show this list or help for command|
+
+Without a known command lists every command with its summary.
+]]
+
+help['<statement>'] = [[
+<statement>         -- execute a statement in the current context|
+
+Any line that is not a command is run as a Lua statement in the context
+of the level set; "=exp" prints the value of exp. Locals and upvalues that
+the statement changes are written back to the program (unless set to nil
+or false). Errors are shown as "Compile error: ..." or "Run error: ...".
+]]
+
+help.what = [[
+what <func>         -- show where <func> is defined (if known)|
+
+Looks the function up in the context and prints its kind, source file and
+first and last line; for anything else "<value> is not a function".
+Replies "Bad request" without a name.
+]]
+
+for name, t in pairs(help) do
+  commands[name].help, commands[name].summary = t, smatch(t, '^(.*)|')
+end
+
 --}}}
 
 local M = {

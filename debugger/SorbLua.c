@@ -21,6 +21,7 @@
 #include "lualib.h"
 
 #include "protocol.h"
+#include "sorbhook.h"
 
 #define SORBLUA_VERSION	"SorbLua " SORB_VERSION_TEXT
 #define AGENT_DLL	"SorbLua.dll"
@@ -757,6 +758,16 @@ static int collectargs (char **argv, const char **agent, int *version) {
 }
 
 
+/* the agent's line filter, found by its require before any search */
+static void preload_sorbhook (lua_State *L) {
+  lua_getglobal(L, LUA_LOADLIBNAME);
+  lua_getfield(L, -1, "preload");
+  lua_pushcfunction(L, luaopen_sorbhook);
+  lua_setfield(L, -2, "sorbhook");
+  lua_pop(L, 2);
+}
+
+
 int main (int argc, char **argv) {
   const char *agent = NULL;
   int version = 0;
@@ -782,6 +793,7 @@ int main (int argc, char **argv) {
     return EXIT_FAILED;
   }
   luaL_openlibs(L);
+  preload_sorbhook(L);
   init_workdir();
   atexit(at_exit);
   code = run(L, argv, script, agent);

@@ -29,12 +29,13 @@ have_packages() {
   command -v g++ >/dev/null || missing=1
   command -v dpkg-source >/dev/null || missing=1
   command -v lua5.1 >/dev/null || missing=1
+  [ -f /usr/include/lua5.1/lua.h ] || missing=1   # the agent's native module
   command -v localedef >/dev/null || missing=1
   return $missing
 }
 
 PKGS="wine wine32:i386 wine64 g++-mingw-w64-i686 mingw-w64-tools xvfb x11-apps x11-utils imagemagick
-      googletest cmake make g++ dpkg-dev xz-utils lua5.1 locales"
+      googletest cmake make g++ dpkg-dev xz-utils lua5.1 liblua5.1-0-dev locales"
 
 install_packages() {
   log "installing Debian packages"

@@ -102,6 +102,12 @@ add { name = 'goto keeps a breakpoint, over N, setb defaults, set abc ends the s
              P .. stop('nested.lua', 7, 3), P .. stop('nested.lua', 14, 1),
              P .. 'Breakpoint set in file nested.lua line 14', P .. 'All breakpoints deleted',
              P .. 'Unknown command from debugger_loop: abc', 'Stopping debugger', 'r=13') }
+-- the dump of a stop's capture, in its order (which the capture's stores
+-- decide: a frame with neither locals nor upvalues is the one that shows it)
+add { name = 'info: the order of a record in the dump', prog = 'basic.lua', input = { 'setb 6 basic.lua', 'run', 'info' },
+  block = { '  [4] = {  -- table: 0x?', '    nups = 0;', '    what = "C";', '    func = function: 0x?;',
+            '    lastlinedefined = -1;', '    source = "=[C]";', '    currentline = -1;', '    namewhat = "";',
+            '    linedefined = -1;', '    short_src = "[C]";', '  };', '  pausemsg = "";', '};' } }
 -- levels come from the real stack at each stop: over/out keep working after
 -- a tail call, an error caught by pcall and a yield
 add { name = 'levels: out of a tail-called function, over after frames lost to an error', prog = 'levels.lua',
@@ -342,6 +348,58 @@ do
   end
   add { name = 'help', prog = 'basic.lua', input = input, block = twice, contains = contains }
 end
+--}}}
+
+--{{{ where the native line filter decides alone: it must decide as the agent does
+-- (coroutines made before and after a breakpoint, the last one deleted;
+-- over across tail calls and an error caught by pcall; a breakpoint hit
+-- during over, in a coroutine)
+local function co_stop(line, level, bp) return P .. '[thread: 0x?] ' .. stop('filter.lua', line, level, bp) end
+local filtered = '6\t10\t10\tfalse\t15'
+add { name = 'filter: coroutines before and after a breakpoint, the last one deleted', prog = 'filter.lua',
+  input = { 'setb 14 filter.lua', 'run', 'setb 6 filter.lua', 'delb 14 filter.lua', 'run', 'run', 'run',
+            'delb 6 filter.lua', 'run' },
+  expect = T(P .. 'Breakpoint set in file filter.lua line 14', P .. stop('filter.lua', 14, 1, true),
+             P .. 'Breakpoint set in file filter.lua line 6', P .. 'Breakpoint deleted from file filter.lua line 14',
+             co_stop(6, 2, true), co_stop(6, 2, true), co_stop(6, 2, true),
+             P .. 'Breakpoint deleted from file filter.lua line 6', P .. filtered) }
+add { name = 'filter: over past pcall and a tail call, out of a tail-called function', prog = 'filter.lua',
+  input = { 'setb 19 filter.lua', 'setb 20 filter.lua', 'run', 'over', 'over', 'step', 'step', 'out', 'over' },
+  expect = T(P .. 'Breakpoint set in file filter.lua line 19', P .. 'Breakpoint set in file filter.lua line 20',
+             P .. stop('filter.lua', 19, 1, true), P .. stop('filter.lua', 19, 3, true), P .. stop('filter.lua', 20, 1),
+             P .. stop('filter.lua', 18, 2), P .. stop('filter.lua', 2, 3), P .. stop('filter.lua', 6, 2),
+             P .. stop('filter.lua', 21, 1), P, filtered) }
+add { name = 'filter: a breakpoint reached during over, in a coroutine', prog = 'filter.lua',
+  input = { 'setb 14 filter.lua', 'run', 'setb 4 filter.lua', 'over', '=i', 'delallb', 'over', 'over', 'out', 'over' },
+  expect = T(P .. 'Breakpoint set in file filter.lua line 14', P .. stop('filter.lua', 14, 1, true),
+             P .. 'Breakpoint set in file filter.lua line 4', co_stop(4, 2, true), P .. '1\t',
+             P .. 'All breakpoints deleted', co_stop(3, 2), co_stop(4, 2), co_stop(10, 1), P .. stop('filter.lua', 15, 1),
+             P, filtered) }
+add { name = 'filter: hundreds of hooked coroutines, the last made stops first', prog = 'many.lua',
+  input = { 'setb 5 many.lua', 'run', '=n', 'delb 5 many.lua', 'run' },
+  expect = T(P .. 'Breakpoint set in file many.lua line 5', P .. '[thread: 0x?] ' .. stop('many.lua', 5, 1, true),
+             P .. '300\t', P .. 'Breakpoint deleted from file many.lua line 5', P .. '90300') }
+--}}}
+--{{{ commands while the program runs (native part only; { wait = s } holds the input back)
+local W = { wait = 0.5 }
+add { name = 'running: a breakpoint set while a loop runs, a command left for the stop', prog = 'spin.lua',
+  native = true,
+  input = { 'run', W, 'listb', 'setb 4 spin.lua', W, 'delb 4 spin.lua', 'done = true', 'run' },
+  expect = T(P .. 'Breakpoint set in file spin.lua line 4', stop('spin.lua', 4, 2, true),
+             P .. 'Break at: 4 in spin.lua', P .. 'Breakpoint deleted from file spin.lua line 4', P .. P .. 'spun\ttrue') }
+add { name = 'running: commands typed ahead of run wait for the stop', prog = 'busy.lua', native = true,
+  input = { 'setb 5 busy.lua', 'run', 'delb 5 busy.lua', 'run', W },
+  expect = T(P .. 'Breakpoint set in file busy.lua line 5', P .. stop('busy.lua', 5, 1, true),
+             P .. 'Breakpoint deleted from file busy.lua line 5', P .. 'sum\t2000001000000') }
+add { name = 'running: over, then out of the looping function', prog = 'spin.lua', native = true,
+  input = { 'run', W, 'over', W, 'done = true', 'out', 'run' },
+  expect = T(P .. stop('spin.lua', 3, 2), P .. P .. stop('spin.lua', 9, 1), P .. 'spun\ttrue') }
+add { name = 'running: step breaks in', prog = 'spin.lua', native = true,
+  input = { 'run', W, 'step 2', W, 'done = true', 'run' },
+  matches = { '^%[DEBUG%]> Paused at file: spin%.lua %([34]%) %(2%)$' }, contains = { P .. P .. 'spun\ttrue' } }
+add { name = 'running: a watch set, and exit, which removes the hook', prog = 'unhook.lua', native = true,
+  input = { 'run', W, 'setw n < 0', W, 'exit' },
+  expect = T(P .. 'Set watch exp no. 1', 'unhooked\ttrue') }
 --}}}
 
 return cases

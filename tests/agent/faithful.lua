@@ -2,7 +2,8 @@
 -- the agent (breakpoints never reached, then "run") stdout less the agent's
 -- replies, stderr and exit status must match. Programs: programs/faithful and
 -- the Lua 5.1.5 samples under $SORBLUA_CACHE (default ~/.cache/sorblua), if there.
--- usage: lua5.1 tests/agent/faithful.lua [agent] [interpreter]
+-- usage: lua5.1 tests/agent/faithful.lua [agent] [interpreter] [sorbhook.so]
+-- Given the native line filter, everything runs again with it.
 local function shell(cmd)
   local p = assert(io.popen(cmd, 'r'))
   local s = p:read('*a')
@@ -21,6 +22,8 @@ local function absolute(path) return string.sub(path, 1, 1) == '/' and path or c
 local here = absolute(string.match(arg[0], '^(.*)/[^/]*$') or '.')
 local agent = absolute(arg[1] or (here .. '/../../agent/debugger.lua'))
 local lua = arg[2] or 'lua5.1'
+local module = arg[3] and absolute(arg[3])
+local cpath = ''   -- LUA_CPATH: none, or the native part's folder
 local cache = os.getenv('SORBLUA_CACHE')
 if not cache or cache == '' then cache = (os.getenv('HOME') or '') .. '/.cache/sorblua' end
 local samples_dir = cache .. '/src/lua5.1-5.1.5/test'
@@ -33,7 +36,8 @@ writefile(tmpdir .. '/empty', '')
 -- runs one command line in workdir; returns stdout, stderr, exit status
 local function run(cmdline, input, limit)
   local out, err, rc = tmpdir .. '/out', tmpdir .. '/err', tmpdir .. '/rc'
-  shell('cd ' .. q(workdir) .. ' && { LUA_PATH=' .. q(tmpdir .. '/?.lua;;') .. ' ' .. cmdline .. ' < ' .. q(input)
+  shell('cd ' .. q(workdir) .. ' && { LUA_PATH=' .. q(tmpdir .. '/?.lua;;') .. ' LUA_CPATH=' .. q(cpath) .. ' '
+        .. cmdline .. ' < ' .. q(input)
         .. ' 2> ' .. q(err) .. '; echo $? > ' .. q(rc) .. '; }' .. (limit and ' | head -c ' .. limit or '') .. ' > ' .. q(out))
   return readfile(out) or '', readfile(err) or '', tonumber(readfile(rc) or '')
 end
@@ -104,60 +108,69 @@ local function faithful(case)
       or (not case.limit and rc1 ~= rc2 and 'exit status ' .. tostring(rc1) .. ' plain, ' .. tostring(rc2) .. ' under the agent')
       or (#out1 == 0 and not case.unhandled and 'the program printed nothing')
   end
-  if what then failed = failed + 1 print('FAIL ' .. name .. ': ' .. what) else passed = passed + 1 end
+  if what then failed = failed + 1 print('FAIL ' .. (cpath ~= '' and 'native: ' or '') .. name .. ': ' .. what)
+  else passed = passed + 1 end
 end
 
--- own programs: coroutines, errors caught by pcall, deep recursion, varargs,
--- tail calls, default files redirected and closed, unnamed chunks; each also
--- stepped through with step and with over
-for _, name in ipairs({ 'coroutines.lua', 'errors.lua', 'recursion.lua', 'varargs.lua', 'tailcalls.lua',
-                        'redirect.lua', 'unnamed.lua', 'traceback.lua' }) do
-  local modes = name == 'recursion.lua' and { false } or { false, 'step', 'over' }
-  for _, steps in ipairs(modes) do
-    faithful { prog = here .. '/programs/faithful/' .. name, steps = steps, stops = name == 'traceback.lua' }
+local function all()
+  -- own programs: coroutines, errors caught by pcall, deep recursion, varargs,
+  -- tail calls, default files redirected and closed, unnamed chunks; each also
+  -- stepped through with step and with over
+  for _, name in ipairs({ 'coroutines.lua', 'errors.lua', 'recursion.lua', 'varargs.lua', 'tailcalls.lua',
+                          'redirect.lua', 'unnamed.lua', 'traceback.lua' }) do
+    local modes = name == 'recursion.lua' and { false } or { false, 'step', 'over' }
+    for _, steps in ipairs(modes) do
+      faithful { prog = here .. '/programs/faithful/' .. name, steps = steps, stops = name == 'traceback.lua' }
+    end
+  end
+
+  -- a 6000-line chunk loaded without a name, with breakpoints on the lines it
+  -- runs in another file: memory under the agent within twice that of plain Lua
+  do
+    writefile(tmpdir .. '/big.lua', [[
+  local lines = {}
+  for i = 1, 6000 do lines[i] = 'n = n + 1 -- see http://example/a/b/c:' .. i .. '/d/e/f/g/h' end
+  local f = assert(loadstring('local n = 0\n' .. table.concat(lines, '\n') .. '\nreturn n'))
+  print(f())
+  collectgarbage('collect')
+  print('KB', math.floor(collectgarbage('count')))
+  ]])
+    local cmds = {}
+    for l = 2, 200 do cmds[#cmds + 1] = 'setb ' .. l .. ' elsewhere.lua' end
+    cmds[#cmds + 1] = 'run'
+    writefile(tmpdir .. '/input', table.concat(cmds, '\n') .. '\n')
+    local plain = tonumber(string.match(run(lua .. ' ' .. q(tmpdir .. '/big.lua'), tmpdir .. '/empty'), 'KB\t(%d+)'))
+    local agent = tonumber(string.match(run(lua .. ' -e ' .. q("require('debugger').start()") .. ' ' .. q(tmpdir .. '/big.lua'),
+                                            tmpdir .. '/input'), 'KB\t(%d+)'))
+    if plain and agent and agent <= 2 * plain then passed = passed + 1
+    else failed = failed + 1 print('FAIL memory' .. (cpath ~= '' and ' (native)' or '') .. ': ' .. tostring(agent) .. ' KB under the agent, ' .. tostring(plain) .. ' KB plain') end
+  end
+
+  -- Not run: globals.lua, table.lua and xd.lua read standard input, which carries
+  -- the commands; luac.lua prints nothing without a file argument.
+  local samples = {
+    { 'bisect.lua' }, { 'cf.lua' }, { 'echo.lua' }, { 'env.lua' }, { 'factorial.lua' }, { 'fibfor.lua' },
+    { 'hello.lua' }, { 'sieve.lua' }, { 'sort.lua' }, { 'trace-calls.lua' }, { 'trace-globals.lua' },
+    { 'fib.lua', mask = function(s)   -- its 4th column is the time taken
+        return (string.gsub(s, '(\t%d+\t%d+\t)[^\t\n]*(\t%d+\n)', '%1<time>%2')) end },
+    { 'printf.lua', mask = function(s) return (string.gsub(s, ' on [^\n]*', ' on <date>')) end },
+    { 'readonly.lua', unhandled = true },
+    { 'life.lua', limit = 120000 },   -- 2000 generations take far longer under any line hook
+  }
+  if readfile(samples_dir .. '/hello.lua') then
+    for _, s in ipairs(samples) do
+      s.prog = samples_dir .. '/' .. s[1]
+      if readfile(s.prog) then faithful(s) else failed = failed + 1 print('FAIL ' .. s[1] .. ': missing') end
+    end
+  else
+    print('skipped: the Lua 5.1.5 sample programs: ' .. samples_dir .. ' not found (set SORBLUA_CACHE)')
   end
 end
 
--- a 6000-line chunk loaded without a name, with breakpoints on the lines it
--- runs in another file: memory under the agent within twice that of plain Lua
-do
-  writefile(tmpdir .. '/big.lua', [[
-local lines = {}
-for i = 1, 6000 do lines[i] = 'n = n + 1 -- see http://example/a/b/c:' .. i .. '/d/e/f/g/h' end
-local f = assert(loadstring('local n = 0\n' .. table.concat(lines, '\n') .. '\nreturn n'))
-print(f())
-collectgarbage('collect')
-print('KB', math.floor(collectgarbage('count')))
-]])
-  local cmds = {}
-  for l = 2, 200 do cmds[#cmds + 1] = 'setb ' .. l .. ' elsewhere.lua' end
-  cmds[#cmds + 1] = 'run'
-  writefile(tmpdir .. '/input', table.concat(cmds, '\n') .. '\n')
-  local plain = tonumber(string.match(run(lua .. ' ' .. q(tmpdir .. '/big.lua'), tmpdir .. '/empty'), 'KB\t(%d+)'))
-  local agent = tonumber(string.match(run(lua .. ' -e ' .. q("require('debugger').start()") .. ' ' .. q(tmpdir .. '/big.lua'),
-                                          tmpdir .. '/input'), 'KB\t(%d+)'))
-  if plain and agent and agent <= 2 * plain then passed = passed + 1
-  else failed = failed + 1 print('FAIL memory: ' .. tostring(agent) .. ' KB under the agent, ' .. tostring(plain) .. ' KB plain') end
-end
-
--- Not run: globals.lua, table.lua and xd.lua read standard input, which carries
--- the commands; luac.lua prints nothing without a file argument.
-local samples = {
-  { 'bisect.lua' }, { 'cf.lua' }, { 'echo.lua' }, { 'env.lua' }, { 'factorial.lua' }, { 'fibfor.lua' },
-  { 'hello.lua' }, { 'sieve.lua' }, { 'sort.lua' }, { 'trace-calls.lua' }, { 'trace-globals.lua' },
-  { 'fib.lua', mask = function(s)   -- its 4th column is the time taken
-      return (string.gsub(s, '(\t%d+\t%d+\t)[^\t\n]*(\t%d+\n)', '%1<time>%2')) end },
-  { 'printf.lua', mask = function(s) return (string.gsub(s, ' on [^\n]*', ' on <date>')) end },
-  { 'readonly.lua', unhandled = true },
-  { 'life.lua', limit = 120000 },   -- 2000 generations take far longer under any line hook
-}
-if readfile(samples_dir .. '/hello.lua') then
-  for _, s in ipairs(samples) do
-    s.prog = samples_dir .. '/' .. s[1]
-    if readfile(s.prog) then faithful(s) else failed = failed + 1 print('FAIL ' .. s[1] .. ': missing') end
-  end
-else
-  print('skipped: the Lua 5.1.5 sample programs: ' .. samples_dir .. ' not found (set SORBLUA_CACHE)')
+all()
+if module then
+  cpath = string.match(module, '^(.*)/[^/]*$') .. '/?.so'
+  all()
 end
 
 shell('rm -rf ' .. q(tmpdir))

@@ -1,5 +1,9 @@
 -- The agent under the real Lua 5.1 interpreter, case by case (cases.lua).
--- usage: lua5.1 tests/agent/run_tests.lua [agent] [interpreter]
+-- usage: lua5.1 tests/agent/run_tests.lua [agent] [interpreter] [sorbhook.so]
+-- Given the native line filter, every case runs twice, without it and with
+-- it, and both runs must print the same; cases marked native run with it
+-- alone. An input entry { wait = s } pauses the input for s seconds: the
+-- lines then come through a pipe, while the program runs.
 -- Output: stdout and stderr together, addresses as 0x?, the agent as <AGENT>,
 -- with clock = true trace clocks as CLOCK.
 local function shell(cmd)
@@ -18,6 +22,7 @@ local function absolute(path) return string.sub(path, 1, 1) == '/' and path or c
 local here = absolute(string.match(arg[0], '^(.*)/[^/]*$') or '.')
 local agent = absolute(arg[1] or (here .. '/../../agent/debugger.lua'))
 local lua = arg[2] or 'lua5.1'
+local module = arg[3] and absolute(arg[3])
 local programs = here .. '/programs'
 -- copied as <tmp>/debugger.lua so that require 'debugger' finds it
 local tmpdir = (string.gsub(shell('mktemp -d'), '\n$', ''))
@@ -30,17 +35,41 @@ local function check(ok, case, what, text)
   print('FAIL ' .. case.name .. ': ' .. what .. ' ' .. string.format('%q', tostring(text)))
 end
 
-local function run(case)
+-- LUA_CPATH: the native part's folder, or nothing at all
+local function cpath(native)
+  return native and (string.match(module, '^(.*)/[^/]*$') .. '/?.so') or ''
+end
+
+-- The input as a file, or when it waits, as a shell command that writes it.
+local function feed(list)
+  local text, parts, waits = {}, {}, false
+  for _, l in ipairs(list or {}) do
+    if type(l) == 'table' then
+      parts[#parts + 1] = 'printf %s ' .. q(table.concat(text)) .. '; sleep ' .. l.wait
+      text, waits = {}, true
+    else
+      text[#text + 1] = l .. '\n'
+    end
+  end
+  parts[#parts + 1] = 'printf %s ' .. q(table.concat(text))
+  if waits then return nil, '(' .. table.concat(parts, '; ') .. ') | ' end
   local input = os.tmpname()
   local f = assert(io.open(input, 'w'))
-  f:write(table.concat(case.input or {}, '\n'), '\n')
+  f:write(table.concat(text))
   f:close()
-  local cmd = 'OS=' .. q(case.os or '') .. ' LUA_PATH=' .. q(case.path or (tmpdir .. '/?.lua;;')) .. ' ' .. lua
+  return input
+end
+
+local function run(case, native)
+  local input, pipe = feed(case.input)
+  local cmd = 'OS=' .. q(case.os or '') .. ' LUA_PATH=' .. q(case.path or (tmpdir .. '/?.lua;;'))
+              .. ' LUA_CPATH=' .. q(cpath(native)) .. ' ' .. lua
   if case.mode == 'pause' then cmd = cmd .. ' -l debugger '
   elseif case.mode == 'host' then cmd = cmd .. ' ' .. q(here .. '/host.lua') .. ' ' .. q(tmpdir .. '/debugger.lua') .. ' '
   else cmd = cmd .. ' ' .. q(here .. '/launch.lua') .. ' ' end
-  local out = shell('cd ' .. q(programs) .. ' && ' .. cmd .. case.prog .. ' < ' .. q(input) .. ' 2>&1')
-  os.remove(input)
+  if input then cmd = cmd .. case.prog .. ' < ' .. q(input) else cmd = (pipe or '') .. cmd .. case.prog end
+  local out = shell('cd ' .. q(programs) .. ' && ' .. cmd .. ' 2>&1')
+  if input then os.remove(input) end
   out = replace(replace(string.gsub(out, '0x%x+', '0x?'), tmpdir .. '/debugger.lua', '<AGENT>'),
                 here .. '/launch.lua', '<LAUNCH>')
   if case.clock then out = string.gsub(out, '%d%d%d%d%d%.%d%d:', 'CLOCK:') end
@@ -63,9 +92,13 @@ local function find(lines, want, adjacent)
   return false, want[1]
 end
 
-local cases = assert(loadfile(here .. '/cases.lua'))({ programs = programs, agent_dir = tmpdir })
-for _, case in ipairs(cases) do
-  local lines, out = run(case)
+-- a broken module path must not pass as "the same without it"
+if module then
+  check(shell('LUA_CPATH=' .. q(cpath(true)) .. ' ' .. lua .. ' -e "io.write(require(\'sorbhook\').version)"') == '2',
+        { name = 'sorbhook' }, 'cannot load', module)
+end
+
+local function verify(case, lines, out)
   if case.expect then
     local i = 1
     while (lines[i] or case.expect[i]) and lines[i] == case.expect[i] do i = i + 1 end
@@ -83,6 +116,22 @@ for _, case in ipairs(cases) do
   if case.order then
     local ok, missing = find(lines, case.order, false)
     check(ok, case, 'line out of order or missing:', missing)
+  end
+end
+
+local cases = assert(loadfile(here .. '/cases.lua'))({ programs = programs, agent_dir = tmpdir })
+for _, case in ipairs(cases) do
+  if not case.native then
+    local lines, out = run(case, false)
+    verify(case, lines, out)
+    if module then
+      -- trace clocks differ from run to run
+      local function unclocked(s) return (string.gsub(s, '%d%d%d%d%d%.%d%d:', 'CLOCK:')) end
+      local _, native_out = run(case, true)
+      check(unclocked(native_out) == unclocked(out), case, 'with the native part the output differs:', native_out)
+    end
+  elseif module then
+    verify(case, run(case, true))
   end
 end
 

@@ -268,3 +268,25 @@ TEST_F(Session, CModulesCallBackIntoTheDebugger) {
                                 "\t[C]: in function 'each'\n"));
   EXPECT_FALSE(has(output(from), "not reached"));
 }
+
+// A breakpoint set after Run takes effect while the program loops: the
+// agent's native line filter looks at its input a few times a second.
+TEST_F(Session, ABreakpointSetAfterRunStopsAnEndlessLoop) {
+  start("endless.lua");
+  EXPECT_EQ(1, hostCall(session(), HS_RUN));
+  Sleep(500);  // well into the loop
+  int from = hostEventCount(), at = from;
+  EXPECT_EQ(1, hostCallFileLine(session(), HS_BREAK_SET, (programs + "\\endless.lua").c_str(), 3));
+  while ((at = hostWaitFor(at, 1, nullptr, 20000)) >= 0 && hostEvent(at).line == 0) at++;
+  ASSERT_LE(0, at) << output(from);
+  EXPECT_EQ(3, hostEvent(at).line);
+  EXPECT_TRUE(has(output(from), "Breakpoint set in file endless.lua line 3\n")) << output(from);
+  // Stop's quit word, too, is read while the loop runs: the program ends itself.
+  ask(HS_BREAK_CLEAR, (programs + "\\endless.lua").c_str(), 3);
+  EXPECT_EQ(1, hostCall(session(), HS_CONTINUE));
+  Sleep(300);
+  from = hostEventCount();
+  EXPECT_EQ(1, hostCall(session(), HS_QUIT));
+  EXPECT_TRUE(waitOutput("exit\nDebugging process terminated.\n", from)) << output(from);
+  EXPECT_TRUE(ended());
+}
