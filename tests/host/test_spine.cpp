@@ -195,7 +195,7 @@ TEST_F(Spine, RestartDebugsTheNewFileCutToTheField) {
 // The host's callback runs on the reader thread inside the reader's guard:
 // other exceptions pass it by, a fault ends the reader with busy left set,
 // and a stop still ends at once, with the debugger.
-static DWORD passedOn;
+static volatile DWORD passedOn;  // written by the filter on the reader's thread
 // The fault is a division by zero: its code is one the guard takes natively
 // and under emulation alike, where a null write arrives as another.
 static volatile int one = 1, zero, quotient;  // 1 / x would compile to no division
@@ -216,6 +216,8 @@ TEST_F(Spine, TheReadersGuard) {
   void* s = session();
   EXPECT_EQ(1, hostCallTextByte(s, HS_SEND_COMMAND, "raise", 1));
   EXPECT_TRUE(waitOutput("got raise\n"));
+  // The hook raises after the line is logged, on the reader's thread.
+  for (int i = 0; i < 500 && passedOn == 0; i++) Sleep(10);
   EXPECT_EQ(0xE0001234u, passedOn);
 
   passedOn = 0;
