@@ -4,33 +4,21 @@
 -- the Lua 5.1.5 samples under $SORBLUA_CACHE (default ~/.cache/sorblua), if there.
 -- usage: lua5.1 tests/agent/faithful.lua [agent] [interpreter] [sorbhook.so]
 -- Given the native line filter, everything runs again with it.
-local function shell(cmd)
-  local p = assert(io.popen(cmd, 'r'))
-  local s = p:read('*a')
-  return p:close() and s
-end
-local function q(s) return "'" .. string.gsub(s, "'", "'\\''") .. "'" end
+local C = dofile((string.match(arg[0], '^(.*)/[^/]*$') or '.') .. '/common.lua')
+local shell, q, here, lua, module, tmpdir = C.shell, C.q, C.here, C.lua, C.module, C.tmpdir
 local function readfile(path)
   local f = io.open(path, 'rb')
   local s = f and f:read('*a')
   return f and f:close() and s
 end
 local function writefile(path, s) local f = assert(io.open(path, 'wb')) f:write(s) f:close() end
-local cwd = (string.gsub(shell('pwd'), '\n$', ''))
-local function absolute(path) return string.sub(path, 1, 1) == '/' and path or cwd .. '/' .. path end
-
-local here = absolute(string.match(arg[0], '^(.*)/[^/]*$') or '.')
-local agent = absolute(arg[1] or (here .. '/../../agent/debugger.lua'))
-local lua = arg[2] or 'lua5.1'
-local module = arg[3] and absolute(arg[3])
 local cpath = ''   -- LUA_CPATH: none, or the native part's folder
 local cache = os.getenv('SORBLUA_CACHE')
 if not cache or cache == '' then cache = (os.getenv('HOME') or '') .. '/.cache/sorblua' end
 local samples_dir = cache .. '/src/lua5.1-5.1.5/test'
 
-local tmpdir = (string.gsub(shell('mktemp -d'), '\n$', ''))
 local workdir = tmpdir .. '/work'   -- the programs' current directory
-shell('mkdir ' .. q(workdir) .. ' && cp ' .. q(agent) .. ' ' .. q(tmpdir .. '/debugger.lua'))
+shell('mkdir ' .. q(workdir))
 writefile(tmpdir .. '/empty', '')
 
 -- runs one command line in workdir; returns stdout, stderr, exit status

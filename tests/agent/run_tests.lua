@@ -6,27 +6,13 @@
 -- lines then come through a pipe, while the program runs.
 -- Output: stdout and stderr together, addresses as 0x?, the agent as <AGENT>,
 -- with clock = true trace clocks as CLOCK.
-local function shell(cmd)
-  local p = assert(io.popen(cmd, 'r'))
-  local s = p:read('*a')
-  return p:close() and s
-end
-local function q(s) return "'" .. string.gsub(s, "'", "'\\''") .. "'" end
+local C = dofile((string.match(arg[0], '^(.*)/[^/]*$') or '.') .. '/common.lua')
+local shell, q, here, lua, module, tmpdir = C.shell, C.q, C.here, C.lua, C.module, C.tmpdir
 -- Every plain occurrence of old in s replaced: paths hold pattern characters ("-").
 local function replace(s, old, new)
   return (string.gsub(s, string.gsub(old, '%p', '%%%0'), (string.gsub(new, '%%', '%%%%'))))
 end
-local cwd = (string.gsub(shell('pwd'), '\n$', ''))
-local function absolute(path) return string.sub(path, 1, 1) == '/' and path or cwd .. '/' .. path end
-
-local here = absolute(string.match(arg[0], '^(.*)/[^/]*$') or '.')
-local agent = absolute(arg[1] or (here .. '/../../agent/debugger.lua'))
-local lua = arg[2] or 'lua5.1'
-local module = arg[3] and absolute(arg[3])
 local programs = here .. '/programs'
--- copied as <tmp>/debugger.lua so that require 'debugger' finds it
-local tmpdir = (string.gsub(shell('mktemp -d'), '\n$', ''))
-shell('cp ' .. q(agent) .. ' ' .. q(tmpdir .. '/debugger.lua'))
 
 local passed, failed = 0, 0
 local function check(ok, case, what, text)
