@@ -899,6 +899,20 @@ local function debugger_loop()
   end
 end
 
+-- no hook of the agent's in the running thread
+local function unhook()
+  if native then native.sethook() else sethook() end
+end
+
+-- the end of a session: "exit", the end of input
+local function close_session()
+  started = false
+  unhook()
+  if native then native.resume(false) end
+  update_mode()
+  if on_quit then on_quit() end
+end
+
 -- Runs the command loop for a stop and acts on what it yields. ref is the
 -- number of frames between drive's caller's callees and the stopped
 -- function (see capture_vars). Returns true when the program goes on under
@@ -909,7 +923,7 @@ local function drive(ref, ev, vars, file, line, idx)
   while true do
     if not ok then
       started = false
-      if native then native.sethook() else sethook() end
+      unhook()
       update_mode()
       error(nxt, 0)
     end
@@ -923,10 +937,7 @@ local function drive(ref, ev, vars, file, line, idx)
       if native then native.resume() end
       return true
     elseif nxt == CLOSE then
-      started = false
-      if native then native.sethook() native.resume(false) else sethook() end
-      update_mode()
-      if on_quit then on_quit() end
+      close_session()
       return false
     elseif tonumber(nxt) then
       local n = tonumber(nxt)
@@ -982,11 +993,7 @@ local function running_input()
       aim_funcs(2, rec.stack(), step_target)
       return
     elseif command == 'exit' then
-      started = false
-      native.sethook()
-      native.resume(false)
-      update_mode()
-      if on_quit then on_quit() end
+      close_session()
       return
     else
       pending[#pending + 1] = line
@@ -1243,15 +1250,62 @@ local function watch_hit(func)
   return idx
 end
 
--- The hooks of one thread ('main' or a coroutine) and that thread's levels:
--- the returned record installs them and gives access to the levels. A level
--- is the depth of a frame less the thread's base (main: the depth of the
--- caller of start or pause; a coroutine: 1, its body's frame and the tail
--- call into the function).
+-- Counts a line of a step in thread th, whose function is at level l as
+-- counted here; true when the step ends there. After a traceback stop the
+-- lines deeper than its caller's do not count (hold).
+local function step_ends(th, l)
+  if hold_depth and th == hold_thread and stack_depth(l) > hold_depth then
+    return false
+  end
+  step_lines = step_lines - 1
+  return step_lines < 1
+end
+
+-- Stops the program in thread rec at the function of an event, at level l
+-- as counted here: the thread's levels, the context, the stack, then the
+-- command loop.
+local function stop(rec, ev, line, idx, l)
+  rec.sync(l)
+  local vars, file, ln = capture_vars(l, 1, line)
+  tracestack(l)
+  drive(l + 1, ev, vars, file, ln, idx or 0)
+end
+
+-- The run hook (run mode), one for every thread: most line events return
+-- here, before anything of the thread is needed; the ones that may stop go
+-- on to the full event of the running thread, at the same stack level.
+local function run_hook(event, line)
+  local ln = line
+  if not ln then
+    if event ~= 'tail return' or not any_special then return end
+    ln = getinfo(2, 'l').currentline
+  end
+
+  local s = special[ln]
+  if not s then return end
+  if s == BREAK_LINE then
+    -- a line number with breakpoints, maybe all in other files
+    local func = getinfo(2, 'f').func
+    local hits = break_hits[func]
+    if not hits then hits = func_hits(func) end
+    if hits[ln] == false then return end
+  end
+  threads[corunning() or 'main'].event(event, line)
+end
+our_hooks[run_hook] = true
+
+-- The full hook of one thread ('main' or a coroutine) and that thread's
+-- levels: the returned record installs the hook of the session's mode and
+-- gives access to the levels. A level is the depth of a frame less the
+-- thread's base (main: the depth of the caller of start or pause; a
+-- coroutine: 1, its body's frame and the tail call into the function).
+-- The levels are upvalues, not fields: the full hook counts them on every
+-- call and return.
 local function new_thread(th, base0)
   local stack, trace, step, base = 0, 0, NEVER, base0 or 0
   local mode    -- 'run' or 'full': the hook this thread runs
-  local run_hook, full_hook
+  local full_hook
+  local rec = {}
 
   -- the native part's view of the levels: it counts them while stepping
   -- over and gives its count back before the agent's hook runs
@@ -1272,20 +1326,14 @@ local function new_thread(th, base0)
   local function full_event(event, line)
     local level = 3   -- 1 full_event, 2 the hook, 3 the function of the event
     if not started then
-      if native then native.sethook() else sethook() end
+      unhook()
       mode = nil
       return
     end
     current_thread = th
-    if fast then
-      if mode == 'full' then
-        mode = 'run'
-        if native then native.sethook(run_hook, 'lr', access) else sethook(run_hook, 'lr') end
-      end
-    elseif mode ~= 'full' then
-      sync(level)   -- nothing was counted in run mode
-      mode = 'full'
-      if native then native.sethook(full_hook, 'crl', access) else sethook(full_hook, 'crl') end
+    if fast == (mode == 'full') then   -- the session changed modes
+      if not fast then sync(level) end   -- nothing was counted in run mode
+      rec.install()
     end
     fflush(stdout)
     if event == 'call' or event == 'return' then
@@ -1308,8 +1356,7 @@ local function new_thread(th, base0)
       file = func_file(func)
       if agent_fn[func] and stop_here[func] ~= ln then return end
     else
-      local ar = getinfo(level, 'S')
-      file = record_file(ar)   -- a lost tail call
+      file = record_file(getinfo(level, 'S'))   -- a lost tail call
     end
     if trace_calls or trace_returns or trace_lines then
       trace = trace_event(event, line, level, stack, trace)
@@ -1317,47 +1364,24 @@ local function new_thread(th, base0)
       trace = stack
     end
 
+    -- what stops here: a watch, a step, a breakpoint (in this order)
     local ev, idx
-    if watching then
-      idx = watch_hit(func)
-      if idx then ev = events.WATCH end
+    if watching then idx = watch_hit(func) end
+    if idx then
+      ev = events.WATCH
+    else
+      if step_over and stack > step and step_funcs[func] then
+        sync(level)   -- recursion, or frames lost to an error
+      end
+      if (step_into or (step_over and stack <= step)) and step_ends(th, level + 1) then
+        ev = events.STEP
+      elseif has_breakpoint(file, ln) then
+        ev = events.BREAK
+      end
     end
-    if not ev and step_over and stack > step and step_funcs[func] then
-      sync(level)   -- recursion, or frames lost to an error
-    end
-    if not ev and (step_into or (step_over and stack <= step))
-        and not (hold_depth and th == hold_thread and stack_depth(level) > hold_depth) then
-      step_lines = step_lines - 1
-      if step_lines < 1 then ev = events.STEP end
-    end
-    if not ev and has_breakpoint(file, ln) then ev = events.BREAK end
     if not ev then return end
-
-    sync(level)
-    local vars
-    vars, file, ln = capture_vars(level, 1, line)
-    tracestack(level)
-    drive(level + 1, ev, vars, file, ln, idx or 0)
+    stop(rec, ev, line, idx, level + 1)
     if event == 'tail return' and stack > 0 then stack = stack - 1 end
-  end
-
-  function run_hook(event, line)
-    local ln = line
-    if not ln then
-      if event ~= 'tail return' or not any_special then return end
-      ln = getinfo(2, 'l').currentline
-    end
-
-    local s = special[ln]
-    if not s then return end
-    if s == BREAK_LINE then
-      -- a line number with breakpoints, maybe all in other files
-      local func = getinfo(2, 'f').func
-      local hits = break_hits[func]
-      if not hits then hits = func_hits(func) end
-      if hits[ln] == false then return end
-    end
-    full_event(event, line)
   end
 
   function full_hook(event, line)
@@ -1375,12 +1399,15 @@ local function new_thread(th, base0)
     end
   end
 
-  local rec = { hook = full_hook }
+  rec.hook, rec.event = full_hook, full_event
   function rec.stack() return stack end
   function rec.set_step(v) step = v end
   function rec.reset(s, b) stack, trace, step, base = s, 0, NEVER, b or base end
   function rec.sync(l) sync(l + 1) end
-  -- sets the hook of the mode in this thread: co, or else the running one
+  -- Sets the hook of the mode in this thread: co, or else the running one.
+  -- NB: no call after the hook is set: the events that the new hook sees
+  -- before the program's next line (returns of ours) are counted by the
+  -- native part, which looks at the input every so many events.
   function rec.install(co)
     local hook, mask = full_hook, 'crl'
     if fast then hook, mask = run_hook, 'lr' end
@@ -1389,7 +1416,7 @@ local function new_thread(th, base0)
       if co then native.sethook(co, hook, mask, access) else native.sethook(hook, mask, access) end
     elseif co then sethook(co, hook, mask) else sethook(hook, mask) end
   end
-  our_hooks[run_hook], our_hooks[full_hook] = true, true
+  our_hooks[full_hook] = true
   threads[th] = rec
   return rec
 end
