@@ -1261,6 +1261,27 @@ local function step_ends(th, l)
   return step_lines < 1
 end
 
+-- The function of a line event at level l as counted here, its file and
+-- its line; no file for a line of the agent's own that never stops.
+local function event_place(l, line)
+  local func = getinfo(l, 'f').func
+  local ln = line or getinfo(l, 'l').currentline
+  if not func then return nil, record_file(getinfo(l, 'S')), ln end   -- a lost tail call
+  local file = func_file(func)
+  if agent_fn[func] and stop_here[func] ~= ln then return end
+  return func, file, ln
+end
+
+-- Whether a line event of func in thread rec ends a step, with the thread's
+-- levels stack and step and the function at level l as counted here.
+local function step_stops(rec, th, func, stack, step, l)
+  if step_over and stack > step and step_funcs[func] then
+    rec.sync(l)   -- recursion, or frames lost to an error
+    stack = rec.stack()
+  end
+  return (step_into or (step_over and stack <= step)) and step_ends(th, l + 1)
+end
+
 -- Stops the program in thread rec at the function of an event, at level l
 -- as counted here: the thread's levels, the context, the stack, then the
 -- command loop.
@@ -1349,15 +1370,8 @@ local function new_thread(th, base0)
     -- line events, and deliberately also 'tail return', which also ends the
     -- level of a lost tail call
     if event == 'tail return' and stack > 0 then stack = stack - 1 end
-    local func = getinfo(level, 'f').func
-    local file, ln = nil, line
-    if not ln then ln = getinfo(level, 'l').currentline end
-    if func then
-      file = func_file(func)
-      if agent_fn[func] and stop_here[func] ~= ln then return end
-    else
-      file = record_file(getinfo(level, 'S'))   -- a lost tail call
-    end
+    local func, file, ln = event_place(level + 1, line)
+    if not file then return end
     if trace_calls or trace_returns or trace_lines then
       trace = trace_event(event, line, level, stack, trace)
     else
@@ -1365,19 +1379,14 @@ local function new_thread(th, base0)
     end
 
     -- what stops here: a watch, a step, a breakpoint (in this order)
-    local ev, idx
-    if watching then idx = watch_hit(func) end
+    local ev
+    local idx = watching and watch_hit(func)
     if idx then
       ev = events.WATCH
-    else
-      if step_over and stack > step and step_funcs[func] then
-        sync(level)   -- recursion, or frames lost to an error
-      end
-      if (step_into or (step_over and stack <= step)) and step_ends(th, level + 1) then
-        ev = events.STEP
-      elseif has_breakpoint(file, ln) then
-        ev = events.BREAK
-      end
+    elseif (step_into or step_over) and step_stops(rec, th, func, stack, step, level + 1) then
+      ev = events.STEP
+    elseif has_breakpoint(file, ln) then
+      ev = events.BREAK
     end
     if not ev then return end
     stop(rec, ev, line, idx, level + 1)
