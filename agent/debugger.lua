@@ -954,6 +954,25 @@ local function drive(ref, ev, vars, file, line, idx)
   end
 end
 
+-- over or out sent while the program runs, in the running thread, whose
+-- function is at level l as counted here
+local function step_running(command, args, l)
+  local co = corunning()
+  current_thread = co and threads[co] and co or 'main'
+  local rec = threads[current_thread]
+  rec.sync(l)   -- levels are not counted in run mode
+  local n = tonumber((getargs(args, 'S')))
+  if command == 'over' then
+    stepping(false, true, n or 1)
+    aim_step(0)
+  else
+    stepping(false, true, 1)
+    aim_step(n or 1)
+  end
+  update_mode()
+  aim_funcs(l, rec.stack(), step_target)
+end
+
 -- Commands sent while the program runs (native part only). The C hook calls
 -- this between two events of the running thread, as it calls a hook: level
 -- 2 is the function of the event. Commands on breakpoints and watches are
@@ -983,14 +1002,7 @@ local function running_input()
       update_mode()
       return
     elseif command == 'over' or command == 'out' then
-      local co = corunning()
-      current_thread = co and threads[co] and co or 'main'
-      local rec = threads[current_thread]
-      rec.sync(2)   -- levels are not counted in run mode
-      stepping(false, true, command == 'over' and (tonumber((getargs(args, 'S'))) or 1) or 1)
-      aim_step(command == 'out' and (tonumber((getargs(args, 'S'))) or 1) or 0)
-      update_mode()
-      aim_funcs(2, rec.stack(), step_target)
+      step_running(command, args, 3)
       return
     elseif command == 'exit' then
       close_session()

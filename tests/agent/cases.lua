@@ -394,6 +394,10 @@ add { name = 'running: commands typed ahead of run wait for the stop', prog = 'b
 add { name = 'running: over, then out of the looping function', prog = 'spin.lua', native = true,
   input = { 'run', W, 'over', W, 'done = true', 'out', 'run' },
   expect = T(P .. stop('spin.lua', 3, 2), P .. P .. stop('spin.lua', 9, 1), P .. 'spun\ttrue') }
+-- the levels of a thread in run mode come from its real depth when out arrives
+add { name = 'running: out of a function that ends by itself', prog = 'timed.lua', native = true,
+  input = { 'run', W, 'out', 'run' },
+  expect = T(P .. stop('timed.lua', 9, 1), P .. 'spun\ttrue') }
 add { name = 'running: step breaks in', prog = 'spin.lua', native = true,
   input = { 'run', W, 'step 2', W, 'done = true', 'run' },
   matches = { '^%[DEBUG%]> Paused at file: spin%.lua %([34]%) %(2%)$' }, contains = { P .. P .. 'spun\ttrue' } }
