@@ -1274,18 +1274,20 @@ local function step_ends(th, l)
 end
 
 -- The function of a line event at level l as counted here, its file and
--- its line; no file for a line of the agent's own that never stops.
+-- its line; no file for a line of the agent's own that never stops. (It
+-- runs on every line while stepping: the file is looked up in place.)
 local function event_place(l, line)
   local func = getinfo(l, 'f').func
   local ln = line or getinfo(l, 'l').currentline
   if not func then return nil, record_file(getinfo(l, 'S')), ln end   -- a lost tail call
-  local file = func_file(func)
+  local file = file_of[func] or func_file(func)
   if agent_fn[func] and stop_here[func] ~= ln then return end
   return func, file, ln
 end
 
 -- Whether a line event of func in thread rec ends a step, with the thread's
--- levels stack and step and the function at level l as counted here.
+-- levels stack and step and the function at level l as counted here. Asked
+-- only when the step may end here or the thread's count may be wrong.
 local function step_stops(rec, th, func, stack, step, l)
   if step_over and stack > step and step_funcs[func] then
     rec.sync(l)   -- recursion, or frames lost to an error
@@ -1395,7 +1397,8 @@ local function new_thread(th, base0)
     local idx = watching and watch_hit(func)
     if idx then
       ev = events.WATCH
-    elseif (step_into or step_over) and step_stops(rec, th, func, stack, step, level + 1) then
+    elseif (step_into or (step_over and (stack <= step or step_funcs[func])))
+        and step_stops(rec, th, func, stack, step, level + 1) then
       ev = events.STEP
     elseif has_breakpoint(file, ln) then
       ev = events.BREAK
