@@ -1617,34 +1617,34 @@ local function uncaught()
   end
 end
 
+-- The result the former debug.traceback gives the caller of traceback
+-- (called from it with its arguments), and the message.
+local function former_result(...)
+  local n = select('#', ...)
+  local a1, a2, a3 = ...
+  if type(a1) == 'thread' and a1 ~= corunning() then
+    return former_traceback(...), a2   -- another thread: no frame of ours in it
+  end
+  -- the result plain Lua gives: two levels further up (this function and
+  -- traceback), and no message at all is not an empty message
+  local co = type(a1) == 'thread' and a1
+  if co then n, a1, a2 = n - 1, a2, a3 end
+  local level = (tonumber(a2) or 1) + 2
+  if n == 0 then
+    return sgsub(co and former_traceback(co, '', level) or former_traceback('', level), '^\n', ''), a1
+  elseif type(a1) ~= 'string' and type(a1) ~= 'number' then
+    return a1, a1
+  elseif co then
+    return former_traceback(co, a1, level), a1
+  end
+  return former_traceback(a1, level), a1
+end
+
 -- debug.traceback: the former result, after pause(message); the stop is on
 -- the next line of the caller (or of a function further out), never in the
 -- agent, or at once in the failing frame when nothing catches the error
 local function traceback(...)
-  local n = select('#', ...)
-  local a1, a2, a3 = ...
-  local result, msg
-  if type(a1) == 'thread' and a1 ~= corunning() then
-    result = former_traceback(...)   -- another thread: no frame of ours in it
-    msg = a2
-  else
-    -- the result plain Lua gives our caller: one level further up, and no
-    -- message at all is not an empty message
-    local co = type(a1) == 'thread' and a1
-    if co then n, a1, a2 = n - 1, a2, a3 end
-    local level = (tonumber(a2) or 1) + 1
-    if n == 0 then
-      result = sgsub(co and former_traceback(co, '', level) or former_traceback('', level), '^\n', '')
-    elseif type(a1) ~= 'string' and type(a1) ~= 'number' then
-      result = a1
-    elseif co then
-      result = former_traceback(co, a1, level)
-    else
-      result = former_traceback(a1, level)
-    end
-    msg = a1
-  end
-
+  local result, msg = former_result(...)
   if pause_off then return result end
   if uncaught() then
     unhandled(msg)
