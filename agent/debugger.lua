@@ -1306,6 +1306,8 @@ local function stop(rec, ev, line, idx, l)
   drive(l + 1, ev, vars, file, ln, idx or 0)
 end
 
+local new_thread
+
 -- The run hook (run mode), one for every thread: most line events return
 -- here, before anything of the thread is needed; the ones that may stop go
 -- on to the full event of the running thread, at the same stack level.
@@ -1325,7 +1327,10 @@ local function run_hook(event, line)
     if not hits then hits = func_hits(func) end
     if hits[ln] == false then return end
   end
-  threads[corunning() or 'main'].event(event, line)
+  -- (a thread of its own for a coroutine the program gave this hook)
+  local co = corunning()
+  local rec = threads[co or 'main'] or new_thread(co)
+  rec.event(event, line)
 end
 our_hooks[run_hook] = true
 
@@ -1336,7 +1341,7 @@ our_hooks[run_hook] = true
 -- coroutine: 1, its body's frame and the tail call into the function).
 -- The levels are upvalues, not fields: the full hook counts them on every
 -- call and return.
-local function new_thread(th, base0)
+function new_thread(th, base0)
   local stack, trace, step, base = 0, 0, NEVER, base0 or 0
   local mode    -- 'run' or 'full': the hook this thread runs
   local full_hook

@@ -158,6 +158,10 @@ add { name = 'coroutines: breakpoints and steps carry the thread prefix', prog =
              P .. 'Breakpoint set in file coro.lua line 10', P .. '[thread: 0x?] ' .. stop('coro.lua', 10, 1, true),
              P .. 'hi\t', P .. '[thread: 0x?] ' .. stop('coro.lua', 11, 1), P .. '[thread: 0x?] ' .. stop('coro.lua', 11, 0),
              P .. 'v=1 res=hi!') }
+add { name = 'coroutines: a hook the program copies into one stops there as in a thread of its own', prog = 'sethook.lua',
+  input = { 'setb 5 sethook.lua', 'run', 'run' },
+  expect = T(P .. 'Breakpoint set in file sethook.lua line 5', P .. '[thread: 0x?] ' .. stop('sethook.lua', 5, 1, true),
+             P .. 'true\t2') }
 --}}}
 --{{{ run mode: what the hook settles without stopping must stay as when stepping
 do
