@@ -334,7 +334,9 @@ static void forward (lua_State *L, Thread *t, lua_Debug *ar) {
 static void hook (lua_State *L, lua_Debug *ar) {
   Thread *t = find(L);
   if (t == NULL) return;   /* a thread that inherited the hook */
-  if (polling && --countdown <= 0 && check_input(L, t)) {
+  /* input is taken on a line event only: on a return from a C function
+  ** the agent would count out and over from the C function's level */
+  if (polling && --countdown <= 0 && ar->event == LUA_HOOKLINE && check_input(L, t)) {
     t = find(L);           /* the agent may have changed or removed it */
     if (t == NULL || lua_gethook(L) != hook) return;
   }

@@ -402,6 +402,10 @@ add { name = 'running: over, then out of the looping function', prog = 'spin.lua
 add { name = 'running: out of a function that ends by itself', prog = 'timed.lua', native = true,
   input = { 'run', W, 'out', 'run' },
   expect = T(P .. stop('timed.lua', 9, 1), P .. 'spun\ttrue') }
+-- most events there are returns of a C function: out takes its level from a line
+add { name = 'running: out of a loop that calls C', prog = 'timedc.lua', native = true,
+  input = { 'run', W, 'out', 'run' },
+  expect = T(P .. stop('timedc.lua', 6, 1), P .. 'spun') }
 add { name = 'running: step breaks in', prog = 'spin.lua', native = true,
   input = { 'run', W, 'step 2', W, 'done = true', 'run' },
   matches = { '^%[DEBUG%]> Paused at file: spin%.lua %([34]%) %(2%)$' }, contains = { P .. P .. 'spun\ttrue' } }
