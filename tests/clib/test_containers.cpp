@@ -64,7 +64,7 @@ TEST_F(Containers, OwnershipOnOverwriteAndClear) {
   Array<Item> borrowed(false);
   borrowed.set(&a, 0);
   borrowed.set(&b, 0);
-  EXPECT_TRUE(reports.one({"cArray.hpp", "Memory leak deteched"}));
+  EXPECT_TRUE(reports.are({"cArray.hpp*Memory leak deteched"}));
   EXPECT_EQ(&b, borrowed.get(0));
   borrowed.add(&a);
   borrowed.clear();
@@ -82,7 +82,7 @@ TEST_F(Containers, FifoKeepsTheNewest) {
   FIFO<Item> borrowed(1, false);
   borrowed.push(&a);
   borrowed.push(&b);
-  EXPECT_TRUE(reports.one({"cFilo.hpp", "Memory leak deteched"}));
+  EXPECT_TRUE(reports.are({"cFilo.hpp*Memory leak deteched"}));
   EXPECT_EQ(&b, borrowed.get(0));
   borrowed.clear();
   EXPECT_EQ(5, Item::live);  // three in f, a and b
@@ -119,7 +119,7 @@ TEST_F(Containers, SortListStackAndIterator) {
   EXPECT_EQ("2 1 ", values(s));
   ListIter<Item> none(0);
   EXPECT_TRUE(none.done() && none.first() == 0);
-  EXPECT_TRUE(reports.one({"\"cArray.hpp\" (550)"}));
+  EXPECT_TRUE(reports.are({"\"cArray.hpp\" (550)"}));
 }
 
 TEST_F(Containers, FifoSetAndRemove) {

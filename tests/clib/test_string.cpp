@@ -74,7 +74,7 @@ TEST_F(Str, Edits) {
   for (auto& r : rows) EXPECT_EQ(r.want, r.got);
   EXPECT_TRUE(reports.are({}));
   EXPECT_EQ("xab", EDIT("x", append("ab", -2)));
-  EXPECT_TRUE(reports.one({"\"cString.cpp\" (1277)"}));
+  EXPECT_TRUE(reports.are({"\"cString.cpp\" (1277)"}));
   String s("ab");  // an inserted zero keeps the length until append rescans
   s.insertChar('\0', 0);
   EXPECT_EQ(2, s.length());

@@ -1,6 +1,7 @@
 // The error channel's reports, caught through its message hook (never the
 // log file) for as long as a Reports lives; from any thread.
 #pragma once
+#include <algorithm>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -11,11 +12,7 @@
 
 class Reports {
  public:
-  explicit Reports(const char* log = "") {
-    setLogPath(log);
-    setMessageHook(add);
-    clear();
-  }
+  explicit Reports(const char* log = "") { setLogPath(log), setMessageHook(add), clear(); }
   ~Reports() { setMessageHook(0); }
   static std::vector<std::string> all() {
     std::lock_guard<std::mutex> hold(lock());
@@ -31,26 +28,24 @@ class Reports {
     for (const std::string& r : all()) n += r.find(part) != std::string::npos;
     return n;
   }
-  // Exactly one report, with each part in it; then none.
-  static ::testing::AssertionResult one(std::initializer_list<const char*> parts) {
+  // As many reports as patterns, in order, each with the pattern's parts
+  // (split at '*') in order; then none.
+  static ::testing::AssertionResult are(std::initializer_list<std::string> patterns) {
     std::vector<std::string> got = all();
     clear();
-    if (got.size() != 1) return ::testing::AssertionFailure() << got.size() << " reports";
-    for (const char* part : parts)
-      if (got[0].find(part) == std::string::npos)
-        return ::testing::AssertionFailure() << "no \"" << part << "\" in " << got[0];
-    return ::testing::AssertionSuccess();
-  }
-  // As many reports as parts, each with its part, in order; then none.
-  static ::testing::AssertionResult are(std::initializer_list<const char*> parts) {
-    std::vector<std::string> got = all();
-    clear();
-    if (got.size() != parts.size())
+    if (got.size() != patterns.size())
       return ::testing::AssertionFailure() << got.size() << " reports: " << (got.empty() ? "" : got[0]);
     size_t i = 0;
-    for (const char* part : parts)
-      if (got[i++].find(part) == std::string::npos)
-        return ::testing::AssertionFailure() << "no \"" << part << "\" in " << got[i - 1];
+    for (const std::string& pattern : patterns) {
+      for (size_t at = 0, part = 0, end; part <= pattern.size(); part = end + 1) {
+        end = std::min(pattern.find('*', part), pattern.size());
+        std::string piece = pattern.substr(part, end - part);
+        if ((at = got[i].find(piece, at)) == std::string::npos)
+          return ::testing::AssertionFailure() << "no \"" << pattern << "\" in " << got[i];
+        at += piece.size();
+      }
+      i++;
+    }
     return ::testing::AssertionSuccess();
   }
 
