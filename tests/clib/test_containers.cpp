@@ -9,6 +9,7 @@
 #include "cError.hpp"
 #include "cFilo.hpp"
 #include "cHash.hpp"
+#include "reports.hpp"
 
 namespace {
 
@@ -26,24 +27,11 @@ struct Item {
 int Item::live = 0;
 V Item::deleted;
 
-std::vector<std::string> reports;
-void hook(const char* text) { reports.push_back(text); }
-
 class Containers : public ::testing::Test {
  protected:
-  void SetUp() override {
-    setLogPath("");  // no log file from the tests
-    setMessageHook(hook);
-    reports.clear(), Item::deleted.clear();
-  }
+  void SetUp() override { Item::deleted.clear(); }
   void TearDown() override { EXPECT_EQ(0, Item::live) << "leaked or double-deleted"; }
-  // Exactly one leak report since the last check, from file.
-  static void expectLeakReport(const char* file) {
-    ASSERT_EQ(1u, reports.size());
-    EXPECT_NE(std::string::npos, reports[0].find(file)) << reports[0];
-    EXPECT_NE(std::string::npos, reports[0].find("Memory leak deteched")) << reports[0];
-    reports.clear();
-  }
+  Reports reports;
 };
 
 TEST_F(Containers, ArrayGrowth) {
@@ -76,7 +64,7 @@ TEST_F(Containers, OwnershipOnOverwriteAndClear) {
   Array<Item> borrowed(false);
   borrowed.set(&a, 0);
   borrowed.set(&b, 0);
-  expectLeakReport("cArray.hpp");
+  EXPECT_TRUE(reports.are({"cArray.hpp*Memory leak deteched"}));
   EXPECT_EQ(&b, borrowed.get(0));
   borrowed.add(&a);
   borrowed.clear();
@@ -94,7 +82,7 @@ TEST_F(Containers, FifoKeepsTheNewest) {
   FIFO<Item> borrowed(1, false);
   borrowed.push(&a);
   borrowed.push(&b);
-  expectLeakReport("cFilo.hpp");
+  EXPECT_TRUE(reports.are({"cFilo.hpp*Memory leak deteched"}));
   EXPECT_EQ(&b, borrowed.get(0));
   borrowed.clear();
   EXPECT_EQ(5, Item::live);  // three in f, a and b
@@ -131,9 +119,7 @@ TEST_F(Containers, SortListStackAndIterator) {
   EXPECT_EQ("2 1 ", values(s));
   ListIter<Item> none(0);
   EXPECT_TRUE(none.done() && none.first() == 0);
-  ASSERT_EQ(1u, reports.size());
-  EXPECT_NE(std::string::npos, reports[0].find("\"cArray.hpp\" (550)")) << reports[0];
-  reports.clear();
+  EXPECT_TRUE(reports.are({"\"cArray.hpp\" (550)"}));
 }
 
 TEST_F(Containers, FifoSetAndRemove) {
@@ -149,10 +135,7 @@ TEST_F(Containers, FifoSetAndRemove) {
   Item outside(9);
   f.set(&outside, 3);  // out of range: reported, nothing taken
   f.remove(-1);
-  ASSERT_EQ(2u, reports.size());
-  EXPECT_NE(std::string::npos, reports[0].find("(240)"));
-  EXPECT_NE(std::string::npos, reports[1].find("(206)"));
-  reports.clear();
+  EXPECT_TRUE(reports.are({"(240)", "(206)"}));
   EXPECT_EQ(2, f.count());
   f.clear();
   EXPECT_EQ(1, Item::live);  // outside

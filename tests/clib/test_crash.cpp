@@ -2,31 +2,20 @@
 // from a second thread.
 #include "cCrash.hpp"
 #include "cError.hpp"
+#include "desktop.hpp"
 #include "fault_code.hpp"
+#include "run_folder.hpp"
 
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 
 namespace {
 
-std::string besideMe(const char* name) {
-  char path[MAX_PATH];
-  std::string s(path, GetModuleFileNameA(0, path, sizeof path));
-  return s.substr(0, s.find_last_of('\\') + 1) + name;
-}
-
-const std::string logFile = besideMe("crash_child.log");
-const std::string dumpFile = besideMe("crash_child.dmp");
-
-std::string readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+const std::string logFile = runFolder() + "\\crash_child.log";
+const std::string dumpFile = runFolder() + "\\crash_child.dmp";
 
 // A fault is reported when the filter takes its code, with the code's name
 // and the faulting function; a breakpoint never is. The codes are learned:
@@ -45,7 +34,7 @@ TEST(Crash, FaultsReportWhatTheFilterTakesBreakpointsNever) {
     DWORD code = faultCode(f.kind);
     ASSERT_EQ(0xC0000000u, code & 0xF0000000u) << f.kind << " learned " << std::hex << code;
     EXPECT_EQ(code, runCrashChild(f.kind));
-    std::string log = readFile(logFile);
+    std::string log = fileText(logFile);
     if (!Exception::fatal(code)) {
       EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesA(logFile.c_str())) << log;
       continue;
@@ -61,7 +50,7 @@ TEST(Crash, FaultsReportWhatTheFilterTakesBreakpointsNever) {
     std::string eip = log.substr(at + 15, 8);
     for (char& c : eip) c = (char)tolower(c);
     EXPECT_NE(std::string::npos, log.find(eip + ": " + f.function + " + 0x")) << log;
-    EXPECT_EQ("MDMP", readFile(dumpFile).substr(0, 4));
+    EXPECT_EQ("MDMP", fileText(dumpFile).substr(0, 4));
     DeleteFileA(logFile.c_str());
     DeleteFileA(dumpFile.c_str());
   }
@@ -69,16 +58,11 @@ TEST(Crash, FaultsReportWhatTheFilterTakesBreakpointsNever) {
 
 // A quit message posted while the dialog is up must neither end it nor get lost.
 TEST(Crash, AssertDialogKeepsAPendingQuit) {
-  HWND probe = CreateWindowA("STATIC", "", 0, 0, 0, 1, 1, 0, 0, 0, 0);
-  if (!probe) GTEST_SKIP() << "no display for message boxes";
-  DestroyWindow(probe);
+  if (!hasWindowDriver()) GTEST_SKIP() << "no display for message boxes";
   bool found = false;
   std::thread user([&] {
-    for (int i = 0; i < 500 && !found; ++i) {
-      HWND box = FindWindowA(0, "Assertion Failed");
-      if (!box) Sleep(20);
-      else found = true, SendMessageA(GetDlgItem(box, IDNO), BM_CLICK, 0, 0);
-    }
+    HWND box = ownWindow("Assertion Failed", 10000);
+    if ((found = box != NULL)) SendMessageA(GetDlgItem(box, IDNO), BM_CLICK, 0, 0);
   });
   PostQuitMessage(7);
   EXPECT_FALSE(assertDialog("file.cpp", 13));

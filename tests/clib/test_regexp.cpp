@@ -9,6 +9,7 @@
 
 #include "cError.hpp"
 #include "cRegexp.hpp"
+#include "reports.hpp"
 
 namespace fs = std::filesystem;
 
@@ -33,17 +34,14 @@ TEST(Regexp, MatchesGroupsAndCase) {
 
 // A pattern that does not compile stays usable and says so on each match
 // through the error channel's hook, never the log.
-static std::vector<std::string> hooked;
 TEST(Regexp, FailedCompileWarnsThroughTheMessageHook) {
-  setLogPath("");
-  setMessageHook([](const char* text) { hooked.push_back(text); });
+  Reports reports;
   Regexp bad("(ab");
   EXPECT_FALSE(bad.compiled());
   EXPECT_STRNE("", bad.errorText());
   EXPECT_FALSE(bad.match("ab"));
   EXPECT_FALSE(bad.match("(ab"));
-  setMessageHook(0);
-  EXPECT_EQ(std::vector<std::string>(2, "Warning: The regexp has failed to compile."), hooked);
+  EXPECT_EQ(std::vector<std::string>(2, "Warning: The regexp has failed to compile."), reports.all());
   EXPECT_TRUE(bad.setPattern("ab"));  // recompiled: the case-blind check sees other text
   EXPECT_TRUE(bad.match("xab"));
 }

@@ -1,46 +1,21 @@
 // Streams and child processes, against a real console child.
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "cError.hpp"
 #include "cSpawn.hpp"
-
-static std::mutex reportLock;
-static std::vector<std::string> reports;
-
-static void collectReport(const char* text) {
-  std::lock_guard<std::mutex> hold(reportLock);
-  reports.push_back(text);
-}
-
-static int reportsWith(const char* part) {
-  std::lock_guard<std::mutex> hold(reportLock);
-  int n = 0;
-  for (const std::string& r : reports) n += r.find(part) != std::string::npos;
-  return n;
-}
+#include "reports.hpp"
+#include "run_folder.hpp"
 
 static std::string tempDir() {
   char dir[MAX_PATH];
   return std::string(dir, GetTempPathA(sizeof dir, dir));
 }
 
-struct HookReports : ::testing::Environment {
-  void SetUp() override {
-    setLogPath((tempDir() + "test_spawn.log").c_str());
-    setMessageHook(collectReport);
-  }
-};
-static auto* env = ::testing::AddGlobalTestEnvironment(new HookReports);
+static Reports reports((tempDir() + "test_spawn.log").c_str());
 
-static std::string childPath() {
-  char path[MAX_PATH];
-  std::string s(path, GetModuleFileNameA(0, path, sizeof path));
-  return s.substr(0, s.rfind('\\') + 1) + "spawn_child.exe";
-}
+static std::string childPath() { return runFolder() + "\\spawn_child.exe"; }
 
 static std::string child(const std::string& args) { return "\"" + childPath() + "\" " + args; }
 
@@ -54,7 +29,7 @@ TEST(Spawn, NulsBecomeBlanksWithOneWarningPerRead) {
   ASSERT_TRUE(p.create());
   Stream s(&p);
   const char* warning = "NULL to space binary fixup was applied!";
-  int before = reportsWith(warning);
+  int before = reports.with(warning);
   p.write("a\0\0b", 4);
   EXPECT_EQ(4, s.fill());
   EXPECT_STREQ("a  b", s.data());
@@ -62,7 +37,7 @@ TEST(Spawn, NulsBecomeBlanksWithOneWarningPerRead) {
   s.fill();
   p.write("plain", 5);
   s.fill();
-  EXPECT_EQ(before + 2, reportsWith(warning));
+  EXPECT_EQ(before + 2, reports.with(warning));
 }
 
 TEST(Spawn, LastLineWithoutEndComesOnceOutputEnds) {
@@ -116,7 +91,7 @@ TEST(Spawn, StandardHandlesRestoredAlsoAfterAFailure) {
   EXPECT_EQ(before, handles());
   EXPECT_EQ((unsigned long)ERROR_FILE_NOT_FOUND, t.lastError());
   EXPECT_TRUE(t.isIdle());
-  EXPECT_EQ(1, reportsWith("cSpawn: 'no_such_program_here.exe ' failed with '2' return code."));
+  EXPECT_EQ(1, reports.with("cSpawn: 'no_such_program_here.exe ' failed with '2' return code."));
 }
 
 TEST(Spawn, KillAndWait) {

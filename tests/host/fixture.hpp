@@ -67,8 +67,8 @@ class Plugin : public ::testing::Test {
     ASSERT_TRUE(hostLoad(&p, dll.c_str(), error, sizeof error)) << error;
   }
   int startWith(const std::string& debugger, const std::string& options, const std::string& script,
-                const char* file = "") {
-    hostExecInfo(&info, debugger.c_str(), options.c_str(), script.c_str(), file, programs.c_str());
+                const char* file = "", const std::string& dir = programs) {
+    hostExecInfo(&info, debugger.c_str(), options.c_str(), script.c_str(), file, dir.c_str());
     strcpy(info.workspace, workspace.c_str());
     return p.DebugStartDebugging(&ctx, &info);
   }
@@ -78,11 +78,17 @@ class Plugin : public ::testing::Test {
     std::ofstream(script) << steps;
     return startWith(runDir + "\\fake_debugger.exe", "-s " + script, "prog.lua", file);
   }
-  int startReal(const std::string& program, const char* file = "") {
-    return startWith(runDir + "\\SorbLua.exe", "", program, file);
+  int startReal(const std::string& program, const char* file = "", const std::string& dir = programs) {
+    return startWith(runDir + "\\SorbLua.exe", "", program, file, dir);
   }
   void stop() { EXPECT_EQ(1, p.DebugStopDebugging(ctx)); ctx = nullptr; }
   void* session() { return p.DebugGetDebugger(); }
+  // Waits for the debugger to end by itself and the reader to clear busy.
+  virtual bool live() { return hostCallBool(session(), HS_IS_RUNNING) || hostCallBool(session(), HS_IS_BUSY); }
+  bool ended(DWORD ms = 5000) {
+    for (DWORD start = GetTickCount(); live() && GetTickCount() - start < ms;) hostPump(10);
+    return !live();
+  }
 
   // The joined kind-0 text from event from on; addresses as "0x?".
   std::string output(int from = 0) {

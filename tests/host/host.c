@@ -26,8 +26,6 @@ volatile LONGLONG hostTextBytes;
 static SRWLOCK lock = SRWLOCK_INIT;
 static HostEvent* events;
 static int eventCount, eventCapacity;
-static DWORD callers[256]; /* threads that called back */
-static int callerCount;
 
 static char* copyText(const char* text) {
   size_t n = strlen(text) + 1;
@@ -38,7 +36,6 @@ static char* copyText(const char* text) {
 
 void __cdecl hostOutput(const void* data, unsigned int kind) {
   HostEvent e;
-  int i;
   e.kind = kind;
   e.line = 0;
   e.thread = GetCurrentThreadId();
@@ -62,9 +59,6 @@ void __cdecl hostOutput(const void* data, unsigned int kind) {
     events = (HostEvent*)realloc(events, eventCapacity * sizeof *events);
   }
   events[eventCount++] = e;
-  for (i = 0; i < callerCount && callers[i] != e.thread; i++) {
-  }
-  if (i == callerCount && callerCount < 256) callers[callerCount++] = e.thread;
   ReleaseSRWLockExclusive(&lock);
   if (hostCallbackHook) hostCallbackHook(data, kind);
 }
@@ -135,38 +129,34 @@ static void pumpOnce(void) {
     TranslateMessage(&msg);
     DispatchMessageA(&msg);
   }
+  MsgWaitForMultipleObjects(0, NULL, FALSE, 5, QS_ALLINPUT);
 }
 
 void hostPump(DWORD milliseconds) {
   DWORD start = GetTickCount();
-  do {
-    pumpOnce();
-    MsgWaitForMultipleObjects(0, NULL, FALSE, 5, QS_ALLINPUT);
-  } while (GetTickCount() - start < milliseconds);
+  do pumpOnce();
+  while (GetTickCount() - start < milliseconds);
 }
 
+static int outputHas(int from, const char* part) {
+  char* text = hostOutputText(from);
+  int found = strstr(text, part) != NULL;
+  free(text);
+  return found ? 0 : -1;
+}
+
+/* Kind -2, for hostWaitForOutput: part in the joined output text. */
 int hostWaitFor(int from, int kind, const char* part, DWORD milliseconds) {
   DWORD start = GetTickCount();
   for (;;) {
-    int found = find(from, kind, part);
-    if (found >= 0) return found;
-    if (GetTickCount() - start > milliseconds) return -1;
+    int found = kind == -2 ? outputHas(from, part) : find(from, kind, part);
+    if (found >= 0 || GetTickCount() - start > milliseconds) return found;
     pumpOnce();
-    MsgWaitForMultipleObjects(0, NULL, FALSE, 5, QS_ALLINPUT);
   }
 }
 
 int hostWaitForOutput(int from, const char* part, DWORD milliseconds) {
-  DWORD start = GetTickCount();
-  for (;;) {
-    char* text = hostOutputText(from);
-    int found = strstr(text, part) != NULL;
-    free(text);
-    if (found) return 1;
-    if (GetTickCount() - start > milliseconds) return 0;
-    pumpOnce();
-    MsgWaitForMultipleObjects(0, NULL, FALSE, 5, QS_ALLINPUT);
-  }
+  return hostWaitFor(from, -2, part, milliseconds) == 0;
 }
 
 /* ------------------------------------------------------------ loading */
@@ -193,9 +183,6 @@ int hostLoad(HostPlugin* plugin, const char* path, char* error, int size) {
 }
 
 void hostUnload(HostPlugin* plugin) {
-  AcquireSRWLockExclusive(&lock);
-  callerCount = 0;
-  ReleaseSRWLockExclusive(&lock);
   if (plugin->dll) FreeLibrary(plugin->dll);
   memset(plugin, 0, sizeof *plugin);
 }

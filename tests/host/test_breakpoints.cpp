@@ -104,3 +104,21 @@ TEST_F(Breakpoints, WithoutAWorkspaceTheDefaultProfile) {
   EXPECT_EQ("0=C:\\d.lua##4##1|1=C:\\e.lua##5##1|", section(shared, entries));
   hostCall(session(), HS_BREAK_ALL);
 }
+
+// Written by slot to another workspace's section and loaded back from it:
+// replayed without echo.
+TEST_F(Breakpoints, WrittenToAndLoadedFromAnotherSection) {
+  const std::string other = workspace + "-other";
+  ASSERT_EQ(1, startFake(serve));
+  EXPECT_EQ(1, set("C:\\w\\a.lua", 4));
+  EXPECT_EQ(1, hostCallTextByte(session(), HS_WRITE_BREAKPOINTS, other.c_str(), 0));
+  EXPECT_EQ(1, hostCall(session(), HS_BREAK_ALL));
+  EXPECT_EQ(0, is("C:\\w\\a.lua", 4));
+  int from = hostEventCount();
+  EXPECT_EQ(1, hostCallText(session(), HS_LOAD_BREAKPOINTS, other.c_str()));
+  EXPECT_EQ(1, is("C:\\w\\a.lua", 4));
+  ASSERT_TRUE(waitOutput("got setb 4 a.lua\n", from));
+  EXPECT_EQ(1, hostCount(from, 0, "setb")) << "without echo";
+  EXPECT_EQ(1, hostCall(session(), HS_BREAK_ALL));
+  DeleteFileA((tarn() + other + ".ini").c_str());
+}

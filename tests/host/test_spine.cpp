@@ -22,7 +22,11 @@ TEST_F(Spine, ExportsToolTipsCommandLineAndInfo) {
   EXPECT_EQ(wanted, exported);
   EXPECT_EQ(9u, dir->NumberOfFunctions);
 
+  // Every tip, one a line, as tool_tips.golden beside the test holds them.
   char buf[80];
+  std::string tips;
+  for (int i = 0; i < 25; i++, tips += std::string(buf) + "\n") EXPECT_EQ(1, p.DebugToolTip(i, buf, 80));
+  EXPECT_EQ(fileText(runDir + "\\tool_tips.golden"), tips);
   for (int index : {25, -1})
     EXPECT_TRUE(p.DebugToolTip(index, (*buf = 'x', buf), 80) == 1 && !*buf) << index;
   EXPECT_EQ(1, p.DebugToolTip(0, buf, 10));
@@ -113,15 +117,27 @@ TEST_F(Spine, ASessionWithTheStandIn) {
   EXPECT_TRUE(waitOutput("got quiet\n[DEBUG]> ", from));
   EXPECT_EQ("got quiet\n[DEBUG]> ", output(from)) << "nothing before: no step, echo or word";
 
-  EXPECT_EQ(1, hostCall(s, HS_RUN));
-  EXPECT_EQ(1, hostCallBool(s, HS_IS_BUSY));
-  from = hostEventCount();
-  EXPECT_EQ(1, hostCall(s, HS_KILL));
-  EXPECT_EQ(0, hostCallBool(s, HS_IS_BUSY));
-  int cleared = hostWaitFor(from, 1, "", 0);
-  ASSERT_LE(0, cleared);
-  EXPECT_TRUE(hostEvent(cleared).line == 0 && !*hostEvent(cleared).text);
-  EXPECT_TRUE(waitOutput("bye\n", from));  // the kill word reached the debugger
+}
+
+// Kill and Quit alike end a run before they return, busy and marker cleared
+// and the quit word echoed, and it reaches the debugger.
+TEST_F(Spine, KillAndQuitEndTheRun) {
+  for (int slot : {HS_KILL, HS_QUIT}) {
+    int from = hostEventCount();
+    ASSERT_EQ(1, startFake(serve));
+    ASSERT_TRUE(waitOutput(prompt, from));
+    void* s = session();
+    EXPECT_TRUE(hostCall(s, HS_RUN) == 1 && hostCallBool(s, HS_IS_BUSY) == 1);
+    from = hostEventCount();
+    EXPECT_EQ(1, hostCall(s, slot));
+    EXPECT_EQ(0, hostCallBool(s, HS_IS_BUSY));
+    int cleared = hostWaitFor(from, 1, "", 0);
+    ASSERT_LE(0, cleared);
+    EXPECT_TRUE(hostEvent(cleared).line == 0 && !*hostEvent(cleared).text);
+    EXPECT_LE(0, hostWaitFor(from, 0, "exit\n", 0)) << slot;
+    EXPECT_TRUE(waitOutput("bye\n", from)) << slot;
+    stop();
+  }
 }
 
 // A position line is shown as it comes, but reported once its end is there

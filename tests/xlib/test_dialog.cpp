@@ -5,41 +5,18 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "cCrash.hpp"
-#include "cError.hpp"
+#include "desktop.hpp"
+#include "reports.hpp"
+#include "run_folder.hpp"
 #include "xApp.hpp"
 #include "xDialog.hpp"
 
 enum { TEST_DIALOG = 101, EDIT = 1001, OTHER = 1003 };
-
-// Without a window manager Wine waits two seconds for every visible window to
-// be withdrawn when it goes, but not for windows it manages itself.
-static struct Unmanaged {
-  Unmanaged() {
-    HKEY key;
-    if (!GetProcAddress(GetModuleHandleA("ntdll"), "wine_get_version") ||
-        RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\Wine\\AppDefaults\\test_dialog.exe\\X11 Driver",
-                        0, NULL, 0, KEY_SET_VALUE, NULL, &key, NULL))
-      return;
-    RegSetValueExA(key, "Managed", 0, REG_SZ, (const BYTE*)"N", 2);
-    RegCloseKey(key);
-  }
-} unmanaged;
-
-// A visible top-level window of the class and title, or 0 after a while
-// (long enough for a loaded machine that emulates i386).
-static HWND waitFor(const char* cls, const char* title) {
-  for (int i = 0; i < 3000; i++, Sleep(10))
-    if (HWND h = FindWindowA(cls, title))
-      if (IsWindowVisible(h)) return h;
-  return 0;
-}
 
 // The hidden owner of the modal runs.
 static xWindow* owner() {
@@ -81,11 +58,7 @@ UINT Probe::messageAtDelete = 0;
 class Dialogs : public ::testing::Test {
  protected:
   void SetUp() override {
-    // Wine without a ready display makes no window ("no driver could be
-    // loaded"): say so rather than fail on what follows.
-    HWND probe = CreateWindowExA(0, "STATIC", "", WS_POPUP, 0, 0, 1, 1, NULL, NULL, NULL, NULL);
-    ASSERT_TRUE(probe) << "no window driver: the display did not answer";
-    DestroyWindow(probe);
+    ASSERT_TRUE(hasWindowDriver()) << "no window driver: the display did not answer";
     owner();
     Probe::deleted = 0;
     tableBefore = xWindowObject::tableCount();
@@ -123,7 +96,7 @@ TEST_F(Dialogs, ModalOkDeletesAutoDeleteDialogOnceAtFinalDestroy) {
   d->setAutoDelete(true);
   d->setText("xlib ok");
   int code = 77;
-  std::thread user([] { SendMessageA(GetDlgItem(waitFor("#32770", "xlib ok"), IDOK), BM_CLICK, 0, 0); });
+  std::thread user([] { SendMessageA(GetDlgItem(ownWindow("xlib ok"), IDOK), BM_CLICK, 0, 0); });
   EXPECT_TRUE(d->doModal(true, &code));
   user.join();
   EXPECT_EQ(1, code);
@@ -136,14 +109,14 @@ TEST_F(Dialogs, ModalOkDeletesAutoDeleteDialogOnceAtFinalDestroy) {
   d = new Probe(owner(), xResource("NO_SUCH_TEMPLATE"));
   d->setModal(true);
   d->setAutoDelete(true);
-  char text[256] = "";
+  std::string text;
   user = std::thread([&] {
-    HWND box = waitFor("#32770", "Exception");
-    if (box) GetDlgItemTextA(box, 0xFFFF, text, sizeof text), PostMessageA(box, WM_COMMAND, IDOK, 0);
+    HWND box = ownWindow("Exception");
+    if (box) text = boxText(box), PostMessageA(box, WM_COMMAND, IDOK, 0);
   });
   EXPECT_TRUE(d->doModal(true, &code));
   user.join();
-  EXPECT_STREQ("Dialog creation failed!", text);
+  EXPECT_EQ("Dialog creation failed!", text);
   EXPECT_EQ(2, Probe::deleted);
 }
 
@@ -156,7 +129,7 @@ TEST_F(Dialogs, CommandRouting) {
   xApplication::setHelpHandler([](int id) { helpAsked = id; });
   bool stillOpen = false;
   std::thread user([&] {
-    HWND h = waitFor("#32770", "xlib commands");
+    HWND h = ownWindow("xlib commands");
     for (int id : {0, 89, 9, (int)OTHER}) SendMessageA(h, WM_COMMAND, id, 0);
     stillOpen = IsWindow(h);
     SendMessageA(h, WM_COMMAND, IDCANCEL, 0);
@@ -211,8 +184,6 @@ TEST_F(Dialogs, PlacementWriteThenReadRestoresTheWindow) {
   DeleteFileA(path.c_str());
 }
 
-static std::vector<std::string> hooked;
-
 // A handler that throws inside the dialog procedure: caught there and
 // reported. An end code of -1 is reported, not thrown. The dialog goes on.
 struct Thrower : Probe {
@@ -222,15 +193,13 @@ struct Thrower : Probe {
 };
 
 TEST_F(Dialogs, NoExceptionLeavesTheDialogProcedure) {
-  setLogPath("");
-  setMessageHook([](const char* text) { hooked.push_back(text); });
-  hooked.clear();
+  Reports reports;
   Thrower d(owner());
   d.setModal(true);
   d.setText("xlib throws");
   bool stillOpen = false;
   std::thread user([&] {
-    HWND h = waitFor("#32770", "xlib throws");
+    HWND h = ownWindow("xlib throws");
     SendMessageA(h, WM_COMMAND, 89, 0);
     SendMessageA(h, WM_COMMAND, 9, 0);
     stillOpen = IsWindow(h);
@@ -239,12 +208,9 @@ TEST_F(Dialogs, NoExceptionLeavesTheDialogProcedure) {
   int code = 0;
   EXPECT_TRUE(d.doModal(true, &code));
   user.join();
-  setMessageHook(0);
   EXPECT_TRUE(stillOpen);
   EXPECT_EQ(2, code);
-  ASSERT_EQ(2u, hooked.size());
-  EXPECT_NE(std::string::npos, hooked[0].find("Exception caught in a dialog procedure"));
-  EXPECT_NE(std::string::npos, hooked[1].find("\"xDialog.cpp\" (377)"));
+  EXPECT_TRUE(reports.are({"Exception caught in a dialog procedure", "\"xDialog.cpp\" (377)"}));
 }
 
 // The text, caption and owner of the next message box titled title.
@@ -253,11 +219,9 @@ struct Notice {
   HWND owner = 0;
   std::thread reader;
   explicit Notice(const char* title) : reader([this, title] {
-    HWND box = waitFor("#32770", title);
+    HWND box = ownWindow(title);
     if (!box) return;
-    char buf[2048] = "";
-    GetDlgItemTextA(box, 0xFFFF, buf, sizeof buf);
-    text = buf;
+    text = boxText(box);
     owner = GetWindow(box, GW_OWNER);
     PostMessageA(box, WM_COMMAND, IDOK, 0);
   }) {}
@@ -287,10 +251,7 @@ TEST_F(Dialogs, CrashNoticesOfTheApplicationAndOfTheFrameworkFilter) {
   xApplication::setMainWindow(0);
   EXPECT_EQ(0u, generic.text.find("The application has detected an internal program error."));
   EXPECT_EQ((HWND)0, generic.owner);
-  std::ifstream in(Exception::reportPath());
-  std::string report((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  EXPECT_NE(std::string::npos, report.find("Exception code: C0000005 Access Violation"));
-  in.close();
+  EXPECT_NE(std::string::npos, fileText(Exception::reportPath()).find("Exception code: C0000005 Access Violation"));
   DeleteFileA(Exception::reportPath());
   DeleteFileA(Exception::dumpPath());
 }
