@@ -90,6 +90,21 @@ TEST_F(Dialogs, HandleTableAndStaleEntries) {
   EXPECT_EQ(tableBefore + 1, xWindowObject::tableCount());
 }
 
+// The text, caption and owner of the next message box titled title.
+struct Notice {
+  std::string text;
+  HWND owner = 0;
+  std::thread reader;
+  explicit Notice(const char* title) : reader([this, title] {
+    HWND box = ownWindow(title);
+    if (!box) return;
+    text = boxText(box);
+    owner = GetWindow(box, GW_OWNER);
+    PostMessageA(box, WM_COMMAND, IDOK, 0);
+  }) {}
+  void join() { reader.join(); }
+};
+
 TEST_F(Dialogs, ModalOkDeletesAutoDeleteDialogOnceAtFinalDestroy) {
   Probe* d = new Probe(owner(), TEST_DIALOG);
   d->setModal(true);
@@ -109,14 +124,10 @@ TEST_F(Dialogs, ModalOkDeletesAutoDeleteDialogOnceAtFinalDestroy) {
   d = new Probe(owner(), xResource("NO_SUCH_TEMPLATE"));
   d->setModal(true);
   d->setAutoDelete(true);
-  std::string text;
-  user = std::thread([&] {
-    HWND box = ownWindow("Exception");
-    if (box) text = boxText(box), PostMessageA(box, WM_COMMAND, IDOK, 0);
-  });
+  Notice failed("Exception");
   EXPECT_TRUE(d->doModal(true, &code));
-  user.join();
-  EXPECT_EQ("Dialog creation failed!", text);
+  failed.join();
+  EXPECT_EQ("Dialog creation failed!", failed.text);
   EXPECT_EQ(2, Probe::deleted);
 }
 
@@ -212,21 +223,6 @@ TEST_F(Dialogs, NoExceptionLeavesTheDialogProcedure) {
   EXPECT_EQ(2, code);
   EXPECT_TRUE(reports.are({"Exception caught in a dialog procedure", "\"xDialog.cpp\" (377)"}));
 }
-
-// The text, caption and owner of the next message box titled title.
-struct Notice {
-  std::string text;
-  HWND owner = 0;
-  std::thread reader;
-  explicit Notice(const char* title) : reader([this, title] {
-    HWND box = ownWindow(title);
-    if (!box) return;
-    text = boxText(box);
-    owner = GetWindow(box, GW_OWNER);
-    PostMessageA(box, WM_COMMAND, IDOK, 0);
-  }) {}
-  void join() { reader.join(); }
-};
 
 TEST_F(Dialogs, CrashNoticesOfTheApplicationAndOfTheFrameworkFilter) {
   xApplication::setMainWindow(owner());
