@@ -131,33 +131,6 @@ TEST_F(Dialogs, ModalOkDeletesAutoDeleteDialogOnceAtFinalDestroy) {
   EXPECT_EQ(2, Probe::deleted);
 }
 
-static int helpAsked = 0;
-
-TEST_F(Dialogs, CommandRouting) {
-  Probe d(owner(), TEST_DIALOG);
-  d.setModal(true);
-  d.setText("xlib commands");
-  xApplication::setHelpHandler([](int id) { helpAsked = id; });
-  bool stillOpen = false;
-  std::thread user([&] {
-    HWND h = ownWindow("xlib commands");
-    for (int id : {0, 89, 9, (int)OTHER}) SendMessageA(h, WM_COMMAND, id, 0);
-    stillOpen = IsWindow(h);
-    SendMessageA(h, WM_COMMAND, IDCANCEL, 0);
-  });
-  d.doModal(true);
-  user.join();
-  xApplication::setHelpHandler(0);
-  EXPECT_TRUE(stillOpen);
-  EXPECT_EQ("1 1 0 1", std::to_string(d.c89) + " " + std::to_string(d.helps) + " " +
-                           std::to_string(d.oks) + " " + std::to_string(d.cancels));
-  EXPECT_EQ(TEST_DIALOG, helpAsked);
-  // Only the unknown id falls through to default processing (beside the edit's
-  // own notifications); id 0 reaches nothing.
-  d.defaultIds.erase(std::remove(d.defaultIds.begin(), d.defaultIds.end(), (int)EDIT), d.defaultIds.end());
-  EXPECT_EQ(std::vector<int>{OTHER}, d.defaultIds);
-}
-
 // Placement records in a real profile file, as "state x y cx cy".
 TEST_F(Dialogs, PlacementWriteThenReadRestoresTheWindow) {
   char dir[MAX_PATH];
@@ -195,32 +168,42 @@ TEST_F(Dialogs, PlacementWriteThenReadRestoresTheWindow) {
   DeleteFileA(path.c_str());
 }
 
+static int helpAsked = 0;
+
 // A handler that throws inside the dialog procedure: caught there and
 // reported. An end code of -1 is reported, not thrown. The dialog goes on.
 struct Thrower : Probe {
   Thrower(xWindowObject* parent) : Probe(parent, TEST_DIALOG) {}
-  void onCommand89(int) override { throw 42; }
-  void onHelp(int) override { endDialog(-1); }
+  void onCommand89(int id) override { Probe::onCommand89(id), throw 42; }
+  void onHelp(int id) override { Probe::onHelp(id), endDialog(-1); }
 };
 
-TEST_F(Dialogs, NoExceptionLeavesTheDialogProcedure) {
+TEST_F(Dialogs, CommandRoutingAndNoExceptionLeavesTheDialogProcedure) {
   Reports reports;
   Thrower d(owner());
   d.setModal(true);
-  d.setText("xlib throws");
+  d.setText("xlib commands");
+  xApplication::setHelpHandler([](int id) { helpAsked = id; });
   bool stillOpen = false;
   std::thread user([&] {
-    HWND h = ownWindow("xlib throws");
-    SendMessageA(h, WM_COMMAND, 89, 0);
-    SendMessageA(h, WM_COMMAND, 9, 0);
+    HWND h = ownWindow("xlib commands");
+    for (int id : {0, 89, 9, (int)OTHER}) SendMessageA(h, WM_COMMAND, id, 0);
     stillOpen = IsWindow(h);
     SendMessageA(h, WM_COMMAND, IDCANCEL, 0);
   });
   int code = 0;
   EXPECT_TRUE(d.doModal(true, &code));
   user.join();
+  xApplication::setHelpHandler(0);
   EXPECT_TRUE(stillOpen);
   EXPECT_EQ(2, code);
+  EXPECT_EQ("1 1 0 1", std::to_string(d.c89) + " " + std::to_string(d.helps) + " " +
+                           std::to_string(d.oks) + " " + std::to_string(d.cancels));
+  EXPECT_EQ(TEST_DIALOG, helpAsked);
+  // Only the unknown id falls through to default processing (beside the edit's
+  // own notifications); id 0 reaches nothing.
+  d.defaultIds.erase(std::remove(d.defaultIds.begin(), d.defaultIds.end(), (int)EDIT), d.defaultIds.end());
+  EXPECT_EQ(std::vector<int>{OTHER}, d.defaultIds);
   EXPECT_TRUE(reports.are({"Exception caught in a dialog procedure", "\"xDialog.cpp\" (377)"}));
 }
 
