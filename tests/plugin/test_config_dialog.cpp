@@ -201,7 +201,9 @@ TEST_F(ConfigDialog, OkStoresWhatWasEnteredCutToTheFieldsAndCancelChangesNothing
   EXPECT_NE(std::string::npos, fileText(ini).find("\nTXT_RUN=&Run\r\n"));
 
   std::string file = fileText(ini);
+  bool shownOff = false;  // the stored 0
   EXPECT_EQ(2, run([&](HWND dlg) {
+    shownOff = IsDlgButtonChecked(dlg, DISPLAY_BOX) == BST_UNCHECKED;
     type(dlg, 5804, "stepping");
     type(dlg, CAPTION_STEP, "Step");
     type(dlg, EXECUTABLE, "other.exe");
@@ -209,6 +211,7 @@ TEST_F(ConfigDialog, OkStoresWhatWasEnteredCutToTheFieldsAndCancelChangesNothing
     click(dlg, IDCANCEL);
   }));
   now = memory();
+  EXPECT_TRUE(shownOff);
   EXPECT_EQ(0, memcmp(&want, &now, sizeof want));
   EXPECT_EQ(file, fileText(ini));
 }
