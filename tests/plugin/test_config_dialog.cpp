@@ -230,7 +230,7 @@ TEST_F(ConfigDialog, HelpShowsTheErrorWithoutThePageAndOpensItOnceThere) {
   RegSetValueA(HKEY_CLASSES_ROOT, "SorbLuaTestPage\\shell\\open\\command", REG_SZ, browser.c_str(), 0);
 
   std::string message = "<no box>", opened = "<missing>";
-  bool owned = false, copied = false, errorBox = true;
+  bool owned = false, open = false, copied = false, errorBox = true;
   run([&](HWND dlg) {
     PostMessageA(GetDlgItem(dlg, HELP_BUTTON), BM_CLICK, 0, 0);
     if (HWND box = ownWindow("Ravel Help")) {
@@ -239,7 +239,7 @@ TEST_F(ConfigDialog, HelpShowsTheErrorWithoutThePageAndOpensItOnceThere) {
       SendMessageA(GetDlgItem(box, IDOK), BM_CLICK, 0, 0);
       for (int i = 0; i < 3000 && IsWindow(box); i++) Sleep(10);
     }
-    // A dialog closed by the box would not open the page now.
+    open = IsWindowVisible(dlg);
     copied = CopyFileA((runFolder() + "\\SorbLua.html").c_str(), page.c_str(), FALSE);
     click(dlg, HELP_BUTTON);
     for (int i = 0; i < 6000 && opened == "<missing>"; i++, Sleep(10))
@@ -251,7 +251,7 @@ TEST_F(ConfigDialog, HelpShowsTheErrorWithoutThePageAndOpensItOnceThere) {
   hadHtml ? RegSetValueA(HKEY_CLASSES_ROOT, ".html", REG_SZ, previous, 0)
           : RegDeleteTreeA(HKEY_CLASSES_ROOT, ".html");
   EXPECT_EQ(page + "\n\nUnexpected error loading the debugger help file.", message);
-  EXPECT_TRUE(owned && copied);
+  EXPECT_TRUE(owned && open && copied);
   EXPECT_EQ(page, opened);
   EXPECT_FALSE(errorBox);
 }
