@@ -7,7 +7,7 @@
 // Script lines (texts take \n, \\ and \xHH):
 //   print TEXT          write TEXT as it stands
 //   prompt              write "[DEBUG]> "
-//   pid | args | cwd    write "pid N", "args COMMAND LINE", "cwd FOLDER" lines
+//   pid | args          write "pid N" or "args COMMAND LINE" lines
 //   sleep MS
 //   ignorequit          serve never ends on "exit"
 //   serve               answer each line read with "got LINE" and the
@@ -17,6 +17,7 @@
 #include <stdlib.h>
 
 #include <fstream>
+#include <iostream>
 #include <string>
 
 // "For ever" is long enough for any test that means to kill us, yet an
@@ -42,25 +43,13 @@ static std::string unescape(const std::string& s) {
   return out;
 }
 
-// One line of standard input without its line end; false at the end.
-static bool readLine(std::string& line) {
-  line.clear();
-  char c;
-  DWORD n;
-  while (ReadFile(GetStdHandle(STD_INPUT_HANDLE), &c, 1, &n, 0) && n == 1 && c != '\n') line += c;
-  if (!line.empty() && line.back() == '\r') line.pop_back();
-  return n == 1 || !line.empty();
-}
-
 int main(int argc, char** argv) {
   std::ifstream script(argc > 2 ? argv[2] : "");
   if (!script) return write("fake_debugger: no script\n"), 2;
   bool ignoreQuit = false;
   for (std::string step; std::getline(script, step);) {
-    if (!step.empty() && step.back() == '\r') step.pop_back();
     size_t blank = step.find(' ');
     std::string word = step.substr(0, blank), rest = blank == step.npos ? "" : step.substr(blank + 1);
-    char folder[MAX_PATH] = "";
     if (word == "print") {
       write(unescape(rest));
     } else if (word == "prompt") {
@@ -69,15 +58,12 @@ int main(int argc, char** argv) {
       write("pid " + std::to_string(GetCurrentProcessId()) + "\n");
     } else if (word == "args") {
       write(std::string("args ") + GetCommandLineA() + "\n");
-    } else if (word == "cwd") {
-      GetCurrentDirectoryA(MAX_PATH, folder);
-      write(std::string("cwd ") + folder + "\n");
     } else if (word == "sleep") {
       Sleep(atoi(rest.c_str()));
     } else if (word == "ignorequit") {
       ignoreQuit = true;
     } else if (word == "serve") {
-      for (std::string line; readLine(line);) {
+      for (std::string line; std::getline(std::cin, line);) {
         if (line == "exit" && !ignoreQuit) return write("bye\n"), 0;
         write("got " + line + "\n" + prompt);
       }

@@ -5,7 +5,8 @@
 #include <stdlib.h>
 #include <string.h>
 
-const char* const hostExportNames[9] = {
+/* The names the IDE looks the exports up by, in HostPlugin's order. */
+static const char* const hostExportNames[9] = {
     "DllMain",
     "DebugStartDebugging",
     "DebugStopDebugging",
@@ -34,7 +35,7 @@ static char* copyText(const char* text) {
   return copy;
 }
 
-void __cdecl hostOutput(const void* data, unsigned int kind) {
+static void __cdecl hostOutput(const void* data, unsigned int kind) {
   HostEvent e;
   e.kind = kind;
   e.line = 0;
@@ -102,25 +103,25 @@ char* hostOutputText(int from) {
   return text;
 }
 
-static int matches(const HostEvent* e, int kind, const char* part) {
-  return (kind < 0 || (int)e->kind == kind) && (!part || strstr(e->text, part));
+/* The first event at or after from of kind (-1: any) whose text contains
+   part (null: any); with n, also how many there are. */
+static int scan(int from, int kind, const char* part, int* n) {
+  int i, found = -1;
+  AcquireSRWLockShared(&lock);
+  for (i = from < 0 ? 0 : from; i < eventCount && (n || found < 0); i++) {
+    const HostEvent* e = &events[i];
+    if ((kind >= 0 && (int)e->kind != kind) || (part && !strstr(e->text, part))) continue;
+    if (found < 0) found = i;
+    if (n) ++*n;
+  }
+  ReleaseSRWLockShared(&lock);
+  return found;
 }
 
 int hostCount(int from, int kind, const char* part) {
-  int i, n = 0;
-  AcquireSRWLockShared(&lock);
-  for (i = from < 0 ? 0 : from; i < eventCount; i++) n += matches(&events[i], kind, part);
-  ReleaseSRWLockShared(&lock);
+  int n = 0;
+  scan(from, kind, part, &n);
   return n;
-}
-
-static int find(int from, int kind, const char* part) {
-  int i, found = -1;
-  AcquireSRWLockShared(&lock);
-  for (i = from < 0 ? 0 : from; i < eventCount && found < 0; i++)
-    if (matches(&events[i], kind, part)) found = i;
-  ReleaseSRWLockShared(&lock);
-  return found;
 }
 
 static void pumpOnce(void) {
@@ -138,25 +139,23 @@ void hostPump(DWORD milliseconds) {
   while (GetTickCount() - start < milliseconds);
 }
 
-static int outputHas(int from, const char* part) {
-  char* text = hostOutputText(from);
-  int found = strstr(text, part) != NULL;
-  free(text);
-  return found ? 0 : -1;
-}
-
-/* Kind -2, for hostWaitForOutput: part in the joined output text. */
 int hostWaitFor(int from, int kind, const char* part, DWORD milliseconds) {
   DWORD start = GetTickCount();
-  for (;;) {
-    int found = kind == -2 ? outputHas(from, part) : find(from, kind, part);
-    if (found >= 0 || GetTickCount() - start > milliseconds) return found;
+  int found;
+  while ((found = scan(from, kind, part, NULL)) < 0 && GetTickCount() - start <= milliseconds)
     pumpOnce();
-  }
+  return found;
 }
 
 int hostWaitForOutput(int from, const char* part, DWORD milliseconds) {
-  return hostWaitFor(from, -2, part, milliseconds) == 0;
+  DWORD start = GetTickCount();
+  for (;;) {
+    char* text = hostOutputText(from);
+    int found = strstr(text, part) != NULL;
+    free(text);
+    if (found || GetTickCount() - start > milliseconds) return found;
+    pumpOnce();
+  }
 }
 
 /* ------------------------------------------------------------ loading */
@@ -217,43 +216,41 @@ void hostExecInfo(HostExecInfo* info, const char* command, const char* options,
    byte only. */
 #define BYTE_ARGUMENT(v) (0x5A5A5A00u | (unsigned char)(v))
 
-typedef int(__fastcall* Slot0)(void*, void*);
-typedef int(__fastcall* SlotT)(void*, void*, const char*);
-typedef int(__fastcall* SlotI)(void*, void*, int);
-typedef int(__fastcall* SlotU)(void*, void*, unsigned int);
-typedef int(__fastcall* SlotTI)(void*, void*, const char*, int);
-typedef int(__fastcall* SlotTU)(void*, void*, const char*, unsigned int);
-typedef int(__fastcall* SlotTIP)(void*, void*, const char*, int, unsigned char*);
-typedef void*(__fastcall* SlotP)(void*, void*);
-typedef void*(__fastcall* SlotPU)(void*, void*, unsigned int);
+/* By the number of stack words, which the callee pops: the count must be
+   the slot's own. Pointers and int results alike come back in EAX. */
+typedef UINT_PTR W;
+typedef W(__fastcall* Slot0)(void*, void*);
+typedef W(__fastcall* Slot1)(void*, void*, W);
+typedef W(__fastcall* Slot2)(void*, void*, W, W);
+typedef W(__fastcall* Slot3)(void*, void*, W, W, W);
 
 #define SLOT(type, object, n) ((type)((*(void***)(object))[n]))
 
-int hostCall(void* o, int n) { return SLOT(Slot0, o, n)(o, 0); }
-int hostCallBool(void* o, int n) { return SLOT(Slot0, o, n)(o, 0) & 0xFF; }
-int hostCallText(void* o, int n, const char* text) { return SLOT(SlotT, o, n)(o, 0, text); }
-int hostCallInt(void* o, int n, int value) { return SLOT(SlotI, o, n)(o, 0, value); }
+int hostCall(void* o, int n) { return (int)SLOT(Slot0, o, n)(o, 0); }
+int hostCallBool(void* o, int n) { return hostCall(o, n) & 0xFF; }
+int hostCallText(void* o, int n, const char* text) { return (int)SLOT(Slot1, o, n)(o, 0, (W)text); }
+int hostCallInt(void* o, int n, int value) { return (int)SLOT(Slot1, o, n)(o, 0, (W)value); }
 
 int hostCallByte(void* o, int n, unsigned char value) {
-  return SLOT(SlotU, o, n)(o, 0, BYTE_ARGUMENT(value)) & 0xFF;
+  return (int)SLOT(Slot1, o, n)(o, 0, BYTE_ARGUMENT(value)) & 0xFF;
 }
 
 int hostCallFileLine(void* o, int n, const char* file, int line) {
-  return SLOT(SlotTI, o, n)(o, 0, file, line);
+  return (int)SLOT(Slot2, o, n)(o, 0, (W)file, (W)line);
 }
 
 int hostCallTextByte(void* o, int n, const char* text, unsigned char value) {
-  return SLOT(SlotTU, o, n)(o, 0, text, BYTE_ARGUMENT(value));
+  return (int)SLOT(Slot2, o, n)(o, 0, (W)text, BYTE_ARGUMENT(value));
 }
 
 int hostCallIsBreakpoint(void* o, const char* file, int line, unsigned char* enabled) {
-  return SLOT(SlotTIP, o, HS_IS_BREAKPOINT)(o, 0, file, line, enabled) & 0xFF;
+  return (int)SLOT(Slot3, o, HS_IS_BREAKPOINT)(o, 0, (W)file, (W)line, (W)enabled) & 0xFF;
 }
 
-void* hostCallPointer(void* o, int n) { return SLOT(SlotP, o, n)(o, 0); }
+void* hostCallPointer(void* o, int n) { return (void*)SLOT(Slot0, o, n)(o, 0); }
 
 void* hostCallDestructor(void* o, unsigned int flags) {
-  return SLOT(SlotPU, o, HS_DESTRUCTOR)(o, 0, flags);
+  return (void*)SLOT(Slot1, o, HS_DESTRUCTOR)(o, 0, flags);
 }
 
 /* ------------------------------------------------------------ resources */

@@ -64,13 +64,10 @@ typedef struct {
 #define HOST_ASSERT _Static_assert
 #endif
 HOST_ASSERT(sizeof(HostExecInfo) == 1843, "EXECINFO");
-HOST_ASSERT(offsetof(HostExecInfo, output) == 12, "EXECINFO.output");
-HOST_ASSERT(offsetof(HostExecInfo, module) == 16, "EXECINFO.module");
 HOST_ASSERT(offsetof(HostExecInfo, directory) == 1582, "EXECINFO.directory");
 HOST_ASSERT(sizeof(HostDebugInfo) == 2512, "DEBUGINFO");
 HOST_ASSERT(offsetof(HostDebugInfo, txt) == 1035, "DEBUGINFO.txt");
 HOST_ASSERT(offsetof(HostDebugInfo, cmd) == 1503, "DEBUGINFO.cmd");
-HOST_ASSERT(offsetof(HostDebugInfo, display) == 2511, "DEBUGINFO.display");
 HOST_ASSERT(sizeof(HostStopLocation) == 264, "StopLocation");
 
 /* ------------------------------------------------------------ exports */
@@ -87,9 +84,6 @@ typedef struct {
   int(__cdecl* DebugToolTip)(int index, char* buffer, int size);
   const char*(__cdecl* DebugCommandLine)(void* context, HostExecInfo* info);
 } HostPlugin;
-
-/* The names the IDE looks the exports up by, in HostPlugin's order. */
-extern const char* const hostExportNames[9];
 
 /* Loads the DLL and finds all nine exports; 0 and a message in error (when
    given) if the DLL or any export is missing. */
@@ -135,9 +129,6 @@ typedef struct {
   int line;    /* kind 1 */
   DWORD thread;
 } HostEvent;
-
-/* The callback placed in every start record. */
-void __cdecl hostOutput(const void* data, unsigned int kind);
 
 /* Empties the log. */
 void hostClearLog(void);
