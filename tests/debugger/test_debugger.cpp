@@ -159,3 +159,67 @@ TEST(Debugger, CModulesAlongTheCPath) {
   DeleteFileA((work + "\\broken.dll").c_str());
   RemoveDirectoryA(work.c_str());
 }
+
+namespace {
+
+// Whole sessions, for what only Windows shows: file names as Windows has
+// them, and SorbLua.exe's own stacks and ends. How the agent matches other
+// spellings of a name is its own tests' business.
+std::string stop(const std::string &file, int line, int level, bool bp = true) {
+  return "Paused at file: " + file + " (" + std::to_string(line) + ") (" + std::to_string(level) + ")" +
+         (bp ? " (breakpoint)\n" : "\n");
+}
+
+void transcript(const std::string &prog, const std::string &cwd, const std::string &input,
+                const std::string &lines, DWORD code = 0) {
+  const std::string banner = kBanner + "1.20\nDesigned to work with the Tarn for Windows IDE\n"
+                             "http://www.brennick.example/tarn/\n\nType 'help' for commands\n";
+  DWORD got = 99;
+  DebuggerPipes s(kDir + "/SorbLua.exe", prog, cwd);
+  s.send(input);
+  EXPECT_EQ(banner + lines, s.finish(&got)) << prog << ": " << input;
+  EXPECT_EQ(code, got) << prog;
+}
+
+}  // namespace
+
+// C:\work\lib\util.lua, loaded by require along a full path under the
+// working directory and by dofile as lib\util.lua: both named lib/util.lua.
+// A backslash is no separator, and no chunk is named with one.
+TEST(Debugger, WindowsNamesInWholeSessions) {
+  CreateDirectoryA("C:\\work", nullptr);
+  CreateDirectoryA("C:\\work\\lib", nullptr);
+  ASSERT_TRUE(CopyFileA((kProgs + "winlib.lua").c_str(), "C:\\work\\winlib.lua", FALSE));
+  ASSERT_TRUE(CopyFileA((kProgs + "lib/util.lua").c_str(), "C:\\work\\lib\\util.lua", FALSE));
+  const std::string full = "c:/work/lib/util.lua", at = kPrompt + stop("lib/util.lua", 3, 2),
+                    ran = kPrompt + "6 8\n" + kEnd;
+  transcript("C:/work/winlib.lua", "C:/work", "setb 3 " + full + "\nlistb\nrun\n=n\nrun\n=n\nrun",
+             kPrompt + "Breakpoint set in file " + full + " line 3\n" + kPrompt + "Break at: 3 in " + full +
+             "\n" + at + kPrompt + "3\t\n" + at + kPrompt + "4\t\n" + ran);
+  transcript("C:/work/winlib.lua", "C:/work", "setb 3 Util\nrun\nrun\nrun",
+             kPrompt + "Breakpoint set in file Util line 3\n" + at + at + ran);
+  for (std::string k : {"lib\\util.lua", "c:\\work\\lib\\util.lua"})
+    transcript("C:/work/winlib.lua", "C:/work", "setb 3 " + k + "\nrun",
+               kPrompt + "Breakpoint set in file " + k + " line 3\n" + ran);
+}
+
+TEST(Debugger, SorbLuasOwnLinesInWholeSessions) {
+  // A position line starts a line of its own after output without a line
+  // end, and adds none after output that has one.
+  transcript("prompt.lua", kProgs, "setb 3 prompt.lua\nsetb 5 prompt.lua\nsetb 6 prompt.lua\nrun\nrun\nrun\nrun",
+             kPrompt + "Breakpoint set in file prompt.lua line 3\n" + kPrompt +
+             "Breakpoint set in file prompt.lua line 5\n" + kPrompt + "Breakpoint set in file prompt.lua line 6\n" +
+             kPrompt + "Enter value: \n" + stop("prompt.lua", 3, 1) + kPrompt + "partial\n" + stop("prompt.lua", 5, 1) +
+             kPrompt + " done\n" + stop("prompt.lua", 6, 1) + kPrompt + "2\nlast\n" + kEnd);
+  // A project's own debugger module is the one it gets; without one, the agent.
+  transcript("main.lua", kProgs + "own", "run", kPrompt + "log: own module\nfunction\n" + kEnd);
+  transcript("agentmod.lua", kProgs, "run", kPrompt + "1.20\n" + kEnd);
+  // An uncaught error stops on the line that raised it, in the failing frame;
+  // SorbLua.exe's handler and error() leave no frame in the stack shown.
+  transcript("boom.lua", kProgs, "run\ntrace\nrun",
+             kPrompt + "half 0.5\nError in application file: boom.lua (3)\n"
+             "Message: boom.lua:3: division by zero\n" + kPrompt + "[1]***\tdivide in boom.lua:3\n"
+             "[2]\tmain in boom.lua:7\n" + kPrompt + "boom.lua:3: division by zero\nstack traceback:\n"
+             "\t[C]: in function 'error'\n\tboom.lua:3: in function 'divide'\n\tboom.lua:7: in main chunk\n" +
+             kUnhandled, 1);
+}
