@@ -24,5 +24,7 @@ wine_prefix() {
   if ! grep -qs '^"ShowCrashDialog"=dword:00000000' "$WINEPREFIX/user.reg"; then
     wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1 || true
   fi
-  wineserver -w 2>/dev/null || true
+  # A server that an interrupted run left behind (the tests start theirs
+  # persistent) never exits on its own: end it instead of waiting forever.
+  timeout 120 wineserver -w 2>/dev/null || wineserver -k 2>/dev/null || true
 }
