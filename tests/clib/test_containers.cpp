@@ -135,14 +135,11 @@ TEST_F(Containers, FifoKeepsTheNewestSetAndRemove) {
   EXPECT_EQ(3, Item::live);  // outside, a and b
 }
 
-TEST_F(Containers, HashlittleTestVectors) {
+TEST_F(Containers, HashlittleAndATableThatKeepsItsKeysAndOwnsItsItems) {
   EXPECT_EQ(0xdeadbeefu, hashlittle("", 0, 0));
   const char* s = "Four score and seven years ago";
   EXPECT_EQ(0x17770551u, hashlittle(s, strlen(s), 0));
   EXPECT_EQ(0xcd628161u, hashlittle(s, strlen(s), 1));
-}
-
-TEST_F(Containers, HashTableKeepsItsKeysAndOwnsItsItems) {
   cHashTable<Item> t;
   char key[] = "alpha";
   Item* a1 = new Item(1);
