@@ -41,13 +41,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     return 0;
   }
   // Entries written as WriteBreakpoints writes them, then read back.
-  struct Entry { std::string file, line, on; };
+  struct Entry { std::string file, line, on, stored; };
   std::vector<Entry> entries;
   StringDZ block;
   while (!in.empty() && entries.size() < 50) {
-    Entry e{in.text(40), in.text(8), in.text(2)};
-    std::string stored = std::string(e.file.c_str()) + "##" + e.line.c_str() + "##" + e.on.c_str();
-    block.add(stored.c_str(), true);
+    Entry e{in.text(40), in.text(8), in.text(2), ""};
+    e.stored = std::string(e.file.c_str()) + "##" + e.line.c_str() + "##" + e.on.c_str();
+    block.add(e.stored.c_str(), true);
     entries.push_back(e);
   }
   const char* p = block.block();
@@ -57,8 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (i >= entries.size()) break;
     const Entry& e = entries[i];
     // a separator inside splits the item: the rest no longer line up
-    std::string stored = std::string(e.file.c_str()) + e.line.c_str() + e.on.c_str();
-    if (stored.find('\x01') != std::string::npos) break;
+    if (e.stored.find('\x01') != std::string::npos) break;
     if (storable(e.file, e.line, e.on)) {
       FUZZ_CHECK(ok);
       FUZZ_CHECK(e.file == file.text() && e.line == line.text() && e.on == enabled.text());

@@ -47,8 +47,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     block.assign(text, at, n);
     at += n;
     char* p = &block[0];
-    for (char* q = p; (q = (char*)findByte(q, (int)(p + n - q), 0));) *q = ' ';
-    for (char* q = p; (q = (char*)findByte(q, (int)(p + n - q), '\x1a'));) *q = ' ';
+    for (char bad : {'\0', '\x1a'})
+      for (char* q = p; (q = (char*)findByte(q, (int)(p + n - q), bad));) *q = ' ';
     cache.append(p, (int)n, at == text.size());
     takeLines(cache, got);
   }

@@ -6,6 +6,16 @@
 #include "cStreamCache.hpp"
 #include "fuzz.hpp"
 
+// The model's next line: through the delimiter, or once final, the rest.
+static bool takeModel(std::string& pending, char delimiter, bool final, std::string& want) {
+  size_t at = pending.find(delimiter);
+  if (at == std::string::npos && !(final && !pending.empty())) return false;
+  size_t n = at == std::string::npos ? pending.size() : at + 1;
+  want = pending.substr(0, n);
+  pending.erase(0, n);
+  return true;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   setLogPath("");
   Bytes in(data, size);
@@ -34,31 +44,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const char* line;
         int length;
         bool got = cache.getLine(line, length);
-        size_t at = pending.find(delimiter);
-        if (at != std::string::npos) {
-          FUZZ_CHECK(got && std::string(line, length) == pending.substr(0, at + 1));
-          pending.erase(0, at + 1);
-        } else if (final && !pending.empty()) {
-          FUZZ_CHECK(got && std::string(line, length) == pending);
-          pending.clear();
-        } else {
-          FUZZ_CHECK(!got && length == 0);
-        }
+        std::string want;
+        FUZZ_CHECK(got == takeModel(pending, delimiter, final, want));
+        FUZZ_CHECK(std::string(got ? line : "", length) == want);
         break;
       }
       case 4: {
         String line;
         bool got = cache.getLine(line);
-        size_t at = pending.find(delimiter);
         std::string want;
-        if (at != std::string::npos) {
-          want = pending.substr(0, at + 1);
-          pending.erase(0, at + 1);
-        } else if (final && !pending.empty()) {
-          want = pending;
-          pending.clear();
-        }
-        FUZZ_CHECK(got == !want.empty());
+        FUZZ_CHECK(got == takeModel(pending, delimiter, final, want));
         FUZZ_CHECK(std::string(line.text()) == want.c_str());  // a String stops at zero
         break;
       }
