@@ -1,4 +1,5 @@
--- An error that nothing catches, two calls deep.
+-- An error that pcall catches, then one that nothing catches, two calls deep.
+print(pcall(error, "caught"))
 local function divide(a, b)
   if b == 0 then error("division by zero") end
   return a / b
