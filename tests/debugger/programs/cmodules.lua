@@ -1,6 +1,3 @@
--- C modules along package.cpath (LUA_CPATH or Lua's default, whose '!' is
--- SorbLua.exe's folder, where the test's modules lie) and by
--- package.loadlib from the folder given; then a DLL that is none.
 local dir = ...
 print("cpath " .. package.cpath)
 local ok, m = pcall(require, "cmod51")
