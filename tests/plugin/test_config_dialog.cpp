@@ -258,9 +258,7 @@ TEST_F(ConfigDialog, HelpShowsTheErrorWithoutThePageAndOpensItOnceThere) {
 
 // The template as the module carries it, a line for the dialog and one per
 // control, sorted (the template's order of controls is free), held against
-// config_dialog.golden beside the test; the dump of a failing run is left
-// beside it as config_dialog.got.
-namespace {
+// config_dialog.golden beside the test.
 // Reads words, DWORD-aligned items and "sz or ordinal" fields in order: every
 // read below sits in a << chain, which C++17 evaluates left to right.
 struct Reader {
@@ -291,7 +289,7 @@ struct Reader {
   void align() { p = base + ((p - base + 3) & ~3); }
 };
 
-std::string dumpTemplate(const BYTE* base) {
+static std::string dumpTemplate(const BYTE* base) {
   Reader r{base, base};
   std::ostringstream head;
   head << "dialog " << r.word() << " " << r.word() << " help " << r.hex() << " exstyle " << r.hex()
@@ -315,16 +313,10 @@ std::string dumpTemplate(const BYTE* base) {
   for (const std::string& l : lines) head << l;
   return head.str();
 }
-}  // namespace
 
 TEST_F(ConfigDialog, TemplateIsTheGoldenOne) {
   HRSRC found = FindResourceExA(plugin, RT_DIALOG, "RAVEL_CONFIGURE", 3081);
   ASSERT_TRUE(found);
-  std::string got = dumpTemplate((const BYTE*)LockResource(LoadResource(plugin, found)));
-  std::string want = fileText(runFolder() + "\\config_dialog.golden");
-  if (got != want) {
-    FILE* f = fopen((runFolder() + "\\config_dialog.got").c_str(), "wb");
-    if (f) fputs(got.c_str(), f), fclose(f);
-  }
-  EXPECT_EQ(want, got);
+  EXPECT_EQ(fileText(runFolder() + "\\config_dialog.golden"),
+            dumpTemplate((const BYTE*)LockResource(LoadResource(plugin, found))));
 }
