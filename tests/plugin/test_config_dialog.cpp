@@ -155,26 +155,6 @@ class ConfigDialog : public ::testing::Test {
   std::string name, dir, dll, ini;
 };
 
-// Also the picture of the dialog a user first sees.
-TEST_F(ConfigDialog, ShowsTheDefaultsWhenThereIsNoProfile) {
-  std::string shown;
-  bool pictured = false;
-  run([&](HWND dlg) {
-    shown = text(dlg, EXECUTABLE) + "|" + text(dlg, 3002) + "|" + text(dlg, 3003);
-    for (int n = 1; n <= 19; n++)
-      if (n != 2) shown += "|" + text(dlg, 4800 + n) + "=" + text(dlg, 5800 + n);
-    pictured = screenshot(dlg, runFolder() + "\\config_dialog.bmp");
-    click(dlg, IDCANCEL);
-  });
-  EXPECT_EQ("SorbLua.exe|||&Run=run|&Continue=run|&Step In=step|Step &Over=over|Step Ou&t=out|"
-            "&Stop=exit|&Globals=glob|&Variables=vars|&Locals=locs|S&tack=trace|&Dump=dump|"
-            "&Watch=setw|En&vironment=fenv|&Help=help|&Set=setb|&Delete=delb|Delete &All=delallb|"
-            "&List=listb",
-            shown);
-  EXPECT_EQ("<missing>", fileText(ini));  // looking writes nothing
-  EXPECT_TRUE(pictured);
-}
-
 // Ok stores what was typed, cut to the fields' widths, writes the rest back
 // as it was (keys not in the dialog included) and adds the missing keys, in
 // memory and in the file alike. Cancel after edits leaves both as they were.
@@ -216,11 +196,12 @@ TEST_F(ConfigDialog, OkStoresWhatWasEnteredCutToTheFieldsAndCancelChangesNothing
   EXPECT_EQ(file, fileText(ini));
 }
 
-// Help without the page beside the module: the message box, owned by the
-// dialog, which stays open. With the page there it goes to the shell: a
-// stand-in browser (this program, registered for ".html" meanwhile) records
-// what it was given.
-TEST_F(ConfigDialog, HelpShowsTheErrorWithoutThePageAndOpensItOnceThere) {
+// Without a profile the dialog shows the defaults (also the picture of the
+// dialog a user first sees) and looking writes nothing. Help without the
+// page beside the module: the message box, owned by the dialog, which stays
+// open. With the page there it goes to the shell: a stand-in browser (this
+// program, registered for ".html" meanwhile) records what it was given.
+TEST_F(ConfigDialog, ShowsTheDefaultsAndHelpFailsWithoutThePageAndOpensItOnceThere) {
   std::string page = dir + "\\SorbLua.html";
   char previous[256] = "";
   LONG size = sizeof previous;
@@ -229,9 +210,14 @@ TEST_F(ConfigDialog, HelpShowsTheErrorWithoutThePageAndOpensItOnceThere) {
   RegSetValueA(HKEY_CLASSES_ROOT, ".html", REG_SZ, "SorbLuaTestPage", 0);
   RegSetValueA(HKEY_CLASSES_ROOT, "SorbLuaTestPage\\shell\\open\\command", REG_SZ, browser.c_str(), 0);
 
-  std::string message = "<no box>", opened = "<missing>";
+  std::string message = "<no box>", opened = "<missing>", shown;
   bool owned = false, open = false, copied = false, errorBox = true;
+  bool pictured = false;
   run([&](HWND dlg) {
+    shown = text(dlg, EXECUTABLE) + "|" + text(dlg, 3002) + "|" + text(dlg, 3003);
+    for (int n = 1; n <= 19; n++)
+      if (n != 2) shown += "|" + text(dlg, 4800 + n) + "=" + text(dlg, 5800 + n);
+    pictured = screenshot(dlg, runFolder() + "\\config_dialog.bmp");
     PostMessageA(GetDlgItem(dlg, HELP_BUTTON), BM_CLICK, 0, 0);
     if (HWND box = ownWindow("Ravel Help")) {
       message = boxText(box);
@@ -250,6 +236,13 @@ TEST_F(ConfigDialog, HelpShowsTheErrorWithoutThePageAndOpensItOnceThere) {
   RegDeleteTreeA(HKEY_CLASSES_ROOT, "SorbLuaTestPage");
   hadHtml ? RegSetValueA(HKEY_CLASSES_ROOT, ".html", REG_SZ, previous, 0)
           : RegDeleteTreeA(HKEY_CLASSES_ROOT, ".html");
+  EXPECT_EQ("SorbLua.exe|||&Run=run|&Continue=run|&Step In=step|Step &Over=over|Step Ou&t=out|"
+            "&Stop=exit|&Globals=glob|&Variables=vars|&Locals=locs|S&tack=trace|&Dump=dump|"
+            "&Watch=setw|En&vironment=fenv|&Help=help|&Set=setb|&Delete=delb|Delete &All=delallb|"
+            "&List=listb",
+            shown);
+  EXPECT_EQ("<missing>", fileText(ini));  // looking writes nothing
+  EXPECT_TRUE(pictured);
   EXPECT_EQ(page + "\n\nUnexpected error loading the debugger help file.", message);
   EXPECT_TRUE(owned && open && copied);
   EXPECT_EQ(page, opened);
