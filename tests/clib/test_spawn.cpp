@@ -76,34 +76,28 @@ TEST(Spawn, SharedPipeAndLongCommand) {
   EXPECT_EQ(line.substr(0, 260), s.commandBuffer());
 }
 
-TEST(Spawn, StandardHandlesRestoredAlsoAfterAFailure) {
-  auto handles = [] {
-    return std::vector<HANDLE>{GetStdHandle(STD_INPUT_HANDLE), GetStdHandle(STD_OUTPUT_HANDLE),
-                               GetStdHandle(STD_ERROR_HANDLE)};
-  };
-  std::vector<HANDLE> before = handles();
-  Spawn t;
-  t.redirect(true, true, true);
-  ASSERT_TRUE(t.runCommand(child("sleep 0").c_str()));
-  EXPECT_EQ(before, handles());
-  EXPECT_TRUE(t.wait(10000));
-  EXPECT_FALSE(t.runCommand("no_such_program_here.exe"));
-  EXPECT_EQ(before, handles());
-  EXPECT_EQ((unsigned long)ERROR_FILE_NOT_FOUND, t.lastError());
-  EXPECT_TRUE(t.isIdle());
-  EXPECT_EQ(1, reports.with("cSpawn: 'no_such_program_here.exe ' failed with '2' return code."));
-}
-
-TEST(Spawn, KillAndWait) {
+// The process's standard handles are its own again after a start, failed or not.
+TEST(Spawn, StartKillAndWait) {
   Spawn idle;
   EXPECT_TRUE(idle.kill(7));
   EXPECT_EQ(7u, idle.exitCode());
   EXPECT_TRUE(idle.stopped());
 
+  auto handles = [] {
+    return std::vector<HANDLE>{GetStdHandle(STD_INPUT_HANDLE), GetStdHandle(STD_OUTPUT_HANDLE),
+                               GetStdHandle(STD_ERROR_HANDLE)};
+  };
+  std::vector<HANDLE> before = handles();
   struct Reader { Spawn s; HANDLE done; bool result; } r;
   r.done = CreateEventA(0, TRUE, FALSE, 0);
   r.s.redirect(true, true, true);
+  EXPECT_FALSE(r.s.runCommand("no_such_program_here.exe"));
+  EXPECT_EQ(before, handles());
+  EXPECT_EQ((unsigned long)ERROR_FILE_NOT_FOUND, r.s.lastError());
+  EXPECT_TRUE(r.s.isIdle());
+  EXPECT_EQ(1, reports.with("cSpawn: 'no_such_program_here.exe ' failed with '2' return code."));
   ASSERT_TRUE(r.s.runCommand(child("ignore").c_str()));
+  EXPECT_EQ(before, handles());
   auto body = [](void* p) {
     Reader* r = (Reader*)p;
     r->result = r->s.readLoop(0, 0, 0, Spawn::SLEEP);
