@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "cArray.hpp"
-#include "cError.hpp"
 #include "cFilo.hpp"
 #include "cHash.hpp"
 #include "reports.hpp"

@@ -6,9 +6,7 @@
 #include <string.h>
 
 #include <string>
-#include <vector>
 
-#include "cError.hpp"
 #include "cString.hpp"
 #include "reports.hpp"
 
