@@ -10,15 +10,13 @@
 
 #include "reports.hpp"
 
-namespace {
-
 const char* const kLog = "test_error.log";
 
 // Its report is logged, never hooked again: the hook would recurse.
-void reportingHook(const char*) { report("inner.cpp", 2, "from the hook"); }
+static void reportingHook(const char*) { report("inner.cpp", 2, "from the hook"); }
 
 // The log's lines without their "[time] " prefix.
-std::vector<std::string> logLines() {
+static std::vector<std::string> logLines() {
   std::ifstream in(kLog);
   std::vector<std::string> lines;
   for (std::string line; std::getline(in, line);)
@@ -56,5 +54,3 @@ TEST(ErrorLog, LinesAndHook) {
   setLogPath("xErrors.log");
   remove(kLog);
 }
-
-}  // namespace

@@ -10,9 +10,7 @@
 #include "cString.hpp"
 #include "reports.hpp"
 
-namespace {
-
-std::string str(const String& s) { return std::string(s.text(), s.length()); }
+static std::string str(const String& s) { return std::string(s.text(), s.length()); }
 
 // The text after one edit of a fresh string.
 template <class Edit>
@@ -152,5 +150,3 @@ TEST_F(Str, StringDZ) {
   EXPECT_EQ(0, n.value(1));
   EXPECT_STREQ("c", n.value(2));
 }
-
-}  // namespace
