@@ -45,7 +45,6 @@ TEST_F(ProfileTest, ValuesCutRemoveAndDelete) {
   EXPECT_EQ("<none>", rawRead("s", "once", file));
   EXPECT_TRUE(profile.readString("s", "never", "d", value, true));  // even when absent
   EXPECT_EQ("<none>", rawRead("s", "never", file));
-  EXPECT_EQ("2", rawRead("s", "other", file));
   EXPECT_TRUE(profile.writeString("s", "other", NULL));
   EXPECT_EQ("<none>", rawRead("s", "other", file));
 }
