@@ -39,7 +39,6 @@ bash "$check_demo" "$dir/$(basename "$host")" "$examples" || fail "the demo fail
 # The C modules run on the zip's one core up to the error raised in C; the
 # end of input ends the session at that stop, with the failure's exit code.
 # How the debugger steps through their frames is the session tests'.
-[ ${#modules[@]} -eq 2 ] || fail "expected the two test modules, got: ${modules[*]}"
 cp "$cmods" "${modules[@]}" "$work/" || fail "cannot copy the C module program"
 (cd "$work" && printf 'run\n' | wine "$dir/SorbLua.exe" cmods.lua >"$work/out" 2>&1)
 status=$?
