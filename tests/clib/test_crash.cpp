@@ -12,8 +12,6 @@
 #include <string>
 #include <thread>
 
-namespace {
-
 const std::string logFile = runFolder() + "\\crash_child.log";
 const std::string dumpFile = runFolder() + "\\crash_child.dmp";
 
@@ -72,5 +70,3 @@ TEST(Crash, AssertDialogKeepsAPendingQuit) {
   ASSERT_TRUE(PeekMessageA(&msg, 0, WM_QUIT, WM_QUIT, PM_REMOVE));
   EXPECT_EQ(7u, msg.wParam);
 }
-
-}  // namespace

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "cError.hpp"
 #include "cRegexp.hpp"
 #include "reports.hpp"
 

@@ -19,11 +19,6 @@ static std::string childPath() { return runFolder() + "\\spawn_child.exe"; }
 
 static std::string child(const std::string& args) { return "\"" + childPath() + "\" " + args; }
 
-static bool append(const char* chunk, void* text) {
-  *(std::string*)text += chunk;
-  return false;
-}
-
 TEST(Spawn, NulsBecomeBlanksWithOneWarningPerRead) {
   Pipe p;
   ASSERT_TRUE(p.create());
@@ -40,70 +35,58 @@ TEST(Spawn, NulsBecomeBlanksWithOneWarningPerRead) {
   EXPECT_EQ(before + 2, reports.with(warning));
 }
 
-TEST(Spawn, LastLineWithoutEndComesOnceOutputEnds) {
+// Output and error share one pipe; with the cache on, a last line without
+// an end comes, final, once the output ends.
+TEST(Spawn, SharedPipeLastLineAndLongCommand) {
   Spawn s;
   s.setCaching(true);
-  struct Seen { Spawn* s; std::vector<std::string> lines; bool final; } seen{&s, {}, false};
+  struct Seen { Spawn* s; std::string text; bool final; } seen;
   auto take = [](const char*, void* user) {
     Seen* seen = (Seen*)user;
     String line;
     for (; seen->s->cache().getLine(line); seen->final = seen->s->cache().isFinal())
-      seen->lines.push_back(line.text());
+      seen->text += line.text();
     return false;
   };
-  s.redirect(false, false, true);
-  ASSERT_TRUE(s.runCommand(child("print abc sleep 100").c_str()));
-  EXPECT_TRUE(s.readLoop(take, &seen, 0, Spawn::SLEEP));
-  EXPECT_EQ(std::vector<std::string>{"abc"}, seen.lines);
-  EXPECT_TRUE(seen.final);
-}
-
-TEST(Spawn, SharedPipeAndLongCommand) {
-  Spawn s;
   std::string x(300, 'x');
   const struct { std::string args, out; } rows[] = {
-      {"print out\\n err err\\n print more\\n", "out\nerr\nmore\n"}, {"print " + x, x}};
+      {"print out\\n err err\\n print more\\n", "out\nerr\nmore\n"}, {"print " + x + " sleep 100", x}};
   for (auto& r : rows) {
+    seen = {&s, "", false};
     s.redirect(false, true, true);
     ASSERT_TRUE(s.runCommand(child(r.args).c_str()));
-    std::string text;
-    EXPECT_TRUE(s.readLoop(append, &text, 0, Spawn::BUSY));
+    EXPECT_TRUE(s.readLoop(take, &seen, 0, Spawn::SLEEP));
     EXPECT_TRUE(s.wait(10000));
-    EXPECT_EQ(r.out, text);
+    EXPECT_EQ(r.out, seen.text);
   }
-  std::string line = child("print " + x) + " ";
+  EXPECT_TRUE(seen.final);
+  std::string line = child(rows[1].args) + " ";
   EXPECT_EQ(line, s.command().text());
   EXPECT_EQ(line.substr(0, 260), s.commandBuffer());
 }
 
-TEST(Spawn, StandardHandlesRestoredAlsoAfterAFailure) {
-  auto handles = [] {
-    return std::vector<HANDLE>{GetStdHandle(STD_INPUT_HANDLE), GetStdHandle(STD_OUTPUT_HANDLE),
-                               GetStdHandle(STD_ERROR_HANDLE)};
-  };
-  std::vector<HANDLE> before = handles();
-  Spawn t;
-  t.redirect(true, true, true);
-  ASSERT_TRUE(t.runCommand(child("sleep 0").c_str()));
-  EXPECT_EQ(before, handles());
-  EXPECT_TRUE(t.wait(10000));
-  EXPECT_FALSE(t.runCommand("no_such_program_here.exe"));
-  EXPECT_EQ(before, handles());
-  EXPECT_EQ((unsigned long)ERROR_FILE_NOT_FOUND, t.lastError());
-  EXPECT_TRUE(t.isIdle());
-  EXPECT_EQ(1, reports.with("cSpawn: 'no_such_program_here.exe ' failed with '2' return code."));
-}
-
-TEST(Spawn, KillAndWait) {
+// The process's standard handles are its own again after a start, failed or not.
+TEST(Spawn, StartKillAndWait) {
   Spawn idle;
   EXPECT_TRUE(idle.kill(7));
   EXPECT_EQ(7u, idle.exitCode());
   EXPECT_TRUE(idle.stopped());
 
+  auto handles = [] {
+    return std::vector<HANDLE>{GetStdHandle(STD_INPUT_HANDLE), GetStdHandle(STD_OUTPUT_HANDLE),
+                               GetStdHandle(STD_ERROR_HANDLE)};
+  };
+  std::vector<HANDLE> before = handles();
   struct Reader { Spawn s; HANDLE done; bool result; } r;
   r.done = CreateEventA(0, TRUE, FALSE, 0);
   r.s.redirect(true, true, true);
+  EXPECT_FALSE(r.s.runCommand("no_such_program_here.exe"));
+  EXPECT_EQ(before, handles());
+  EXPECT_EQ((unsigned long)ERROR_FILE_NOT_FOUND, r.s.lastError());
+  EXPECT_TRUE(r.s.isIdle());
+  EXPECT_EQ(1, reports.with("cSpawn: 'no_such_program_here.exe ' failed with '2' return code."));
   ASSERT_TRUE(r.s.runCommand(child("ignore").c_str()));
+  EXPECT_EQ(before, handles());
   auto body = [](void* p) {
     Reader* r = (Reader*)p;
     r->result = r->s.readLoop(0, 0, 0, Spawn::SLEEP);

@@ -46,12 +46,8 @@ class Bytes {
 };
 
 // A fuzz-found fault is a crash: the sanitizers report it, and so does this.
-#define FUZZ_CHECK(cond)                                                   \
-  do {                                                                     \
-    if (!(cond)) {                                                         \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      abort();                                                             \
-    }                                                                      \
-  } while (0)
+#define FUZZ_CHECK(cond) \
+  ((cond) ? (void)0         \
+          : (fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond), abort()))
 
 #endif

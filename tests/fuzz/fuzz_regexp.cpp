@@ -1,7 +1,5 @@
 // The recognisers on arbitrary text: line numbers, file names (with a
 // search folder list taken from the input too) and function headers.
-#include <string.h>
-
 #include "cRegexp.hpp"
 #include "fuzz.hpp"
 

@@ -26,18 +26,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   while (!in.empty()) {
     switch (in.byte() % 6) {
       case 0:
-      case 1: {  // bytes as they are
+      case 1:
+      case 2: {  // bytes as they are; the zero-terminated form is the unit test's
         std::string t = in.text(200);
         final = in.byte() & 1;
         cache.append(t.data(), (int)t.size(), final);
         pending += t;
-        break;
-      }
-      case 2: {  // a zero-terminated text
-        std::string t = in.text(40);
-        final = in.byte() & 1;
-        cache.append(t.c_str(), final);
-        pending += t.c_str();
         break;
       }
       case 3: {

@@ -20,7 +20,6 @@ static void check(const String& s) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   setLogPath("");
-  static const bool trace = getenv("FUZZ_TRACE") != 0;
   Bytes in(data, size);
   String s, other;
   StringDZ list(in.byte() & 1 ? ',' : '\x01');
@@ -38,9 +37,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     char ch = (char)in.byte();
     bool flag = in.byte() & 1, flag2 = in.byte() & 1;
     bool small = s.length() < BIG;
-    if (trace)  // FUZZ_TRACE=1 shows a crash input's steps
-      fprintf(stderr, "op %d n %d m %d ch %d own %d len %d [%s] arg [%s]\n", op, n, m, ch,
-              arg == own, s.length(), s.text(), arg);
     switch (op) {
       case 0: s.assign(arg); break;
       case 1: if (small) s.append(arg, n); break;

@@ -8,16 +8,14 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <string>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 static void run(const std::filesystem::path& file) {
   std::ifstream in(file, std::ios::binary);
-  std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   // a copy of its own, so reads past the end stay visible to the sanitizer
-  std::vector<uint8_t> data(bytes.begin(), bytes.end());
+  std::vector<uint8_t> data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   LLVMFuzzerTestOneInput(data.empty() ? 0 : data.data(), data.size());
 }
 

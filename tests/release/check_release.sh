@@ -36,19 +36,15 @@ done
 cp "$host" "$dir/" || fail "cannot copy the session host"
 bash "$check_demo" "$dir/$(basename "$host")" "$examples" || fail "the demo failed on the unpacked files"
 
-# A breakpoint in a Lua function called back from C, a step to its next
-# call, out through the C frame, then the error raised in C; the end of
-# input ends the session at that stop, with the failure's exit code.
-[ ${#modules[@]} -eq 2 ] || fail "expected the two test modules, got: ${modules[*]}"
+# The C modules run on the zip's one core up to the error raised in C; the
+# end of input ends the session at that stop, with the failure's exit code.
+# How the debugger steps through their frames is the session tests'.
 cp "$cmods" "${modules[@]}" "$work/" || fail "cannot copy the C module program"
-(cd "$work" && printf 'setb 6 cmods.lua\nrun\ntrace\nstep\nstep\nout\nrun\n' |
-   wine "$dir/SorbLua.exe" cmods.lua >"$work/out" 2>&1)
+(cd "$work" && printf 'run\n' | wine "$dir/SorbLua.exe" cmods.lua >"$work/out" 2>&1)
 status=$?
 out=$(tr -d '\r' <"$work/out")
 rest=$out
-for part in "cores	lua51.dll	lua51.dll	5	9" "Paused at file: cmods.lua (6) (3) (breakpoint)" \
-            "[2]	each in [C]:-1" "Paused at file: cmods.lua (7) (3)" "Paused at file: cmods.lua (6) (3)" \
-            "Paused at file: cmods.lua (8) (1)" "Error in application file: cmods.lua (11)" \
+for part in "cores	lua51.dll	lua51.dll	5	9" "Error in application file: cmods.lua (11)" \
             "Message: cmods.lua:11: raised in C after 33" "Debugging process terminated."; do
   case $rest in
     *"$part"*) rest=${rest#*"$part"} ;;

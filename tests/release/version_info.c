@@ -1,6 +1,6 @@
 /* Prints the version record of a file as Windows' file properties read it:
    one "Name=value" line per string of the record's first translation, then
-   the fixed file version. */
+   the fixed file version. A file without a record prints nothing. */
 #include <windows.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -9,20 +9,14 @@ static const char* names[] = {"ProductName", "ProductVersion", "FileVersion",
                               "FileDescription", "LegalCopyright", "OriginalFilename"};
 
 int main(int argc, char** argv) {
-  DWORD dummy, size;
-  char* data;
+  DWORD dummy, size = argc == 2 ? GetFileVersionInfoSizeA(argv[1], &dummy) : 0;
+  char* data = size ? malloc(size) : NULL;
   WORD* lang;
   UINT len, i;
   VS_FIXEDFILEINFO* fixed;
-  if (argc != 2) { fprintf(stderr, "usage: version_info file\n"); return 2; }
-  size = GetFileVersionInfoSizeA(argv[1], &dummy);
-  if (!size) { printf("no version record\n"); return 1; }
-  data = malloc(size);
-  if (!data || !GetFileVersionInfoA(argv[1], 0, size, data)) { printf("unreadable\n"); return 1; }
-  if (!VerQueryValueA(data, "\\VarFileInfo\\Translation", (void**)&lang, &len) || len < 4) {
-    printf("no translation\n");
+  if (!data || !GetFileVersionInfoA(argv[1], 0, size, data) ||
+      !VerQueryValueA(data, "\\VarFileInfo\\Translation", (void**)&lang, &len) || len < 4)
     return 1;
-  }
   for (i = 0; i < sizeof names / sizeof *names; i++) {
     char key[128];
     char* value;
@@ -33,6 +27,5 @@ int main(int argc, char** argv) {
   if (VerQueryValueA(data, "\\", (void**)&fixed, &len) && len >= sizeof *fixed)
     printf("fixed=%lu.%lu.%lu.%lu\n", HIWORD(fixed->dwFileVersionMS), LOWORD(fixed->dwFileVersionMS),
            HIWORD(fixed->dwFileVersionLS), LOWORD(fixed->dwFileVersionLS));
-  free(data);
   return 0;
 }
