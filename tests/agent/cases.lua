@@ -4,8 +4,7 @@
 -- output), contains, absent, matches, order, block (adjacent lines).
 local ctx = ...
 local P = '[DEBUG]> '
-local banner = { 'Lua Debugger - Version 1.20', 'Designed to work with the Tarn for Windows IDE',
-                 'http://www.brennick.example/tarn/', '', "Type 'help' for commands" }
+local banner = ctx.banner
 local function T(...)   -- the banner followed by the given lines
   local t = {}
   for _, l in ipairs(banner) do t[#t + 1] = l end
