@@ -228,7 +228,6 @@ add { name = 'errors: a failed assert opens a session', prog = 'errors.lua', mod
             'lua5.1: errors.lua:2: too small' } }
 add { name = 'host: agent loaded from a buffer, unhandled error', prog = 'errors.lua', mode = 'host',
   input = { 'step', 'vars', 'run' },
-  expect = nil,
   order = { 'module: table start=function pause=function dump=function version=1.20 loaded=false global=true traceback=true',
             banner[1], P .. stop('errors.lua', 4, 2), P .. 'variables = table: 0x?', P .. 'pcall: false caught',
             'Error in application file: errors.lua (2)', 'Message: errors.lua:2: too small', P, 'Unhandled Lua Exception' } }
@@ -240,8 +239,6 @@ add { name = 'debug.traceback stops on the caller\'s next line', prog = 'traceba
              '[2]\tmain in <LAUNCH>:7', '[3]\tC in [C]:-1', P .. stop('tracebacks.lua', 7, 1),
              'Message: tracebacks.lua:3: failed', P .. '[1]***\tmain in tracebacks.lua:7', '[2]\tmain in <LAUNCH>:7',
              '[3]\tC in [C]:-1', P .. 'false\ttrue') }
-add { name = 'host: program runs to its end', prog = 'basic.lua', mode = 'host', input = { 'run' },
-  order = { banner[5], P .. 'x=3 y=6 count=2 later=nil', 'Debugging process terminated.' } }
 --}}}
 --{{{ hostile values, coroutines of what is no Lua function
 -- a failing __tostring or __index answers, the session goes on; the wrap
@@ -317,7 +314,8 @@ add { name = 'tron: call, return and line tracing', prog = 'basic.lua',
   order = { stop('basic.lua', 2, 1), stop('basic.lua', 7, 2), stop('basic.lua', 5, 3), P .. P .. stop('basic.lua', 6, 3) } }
 --}}}
 --{{{ Windows file names
-add { name = 'windows: positions and keys lower-cased', prog = 'WinMain.lua', os = 'Windows_NT',
+-- the OS value is lower-cased before the test
+add { name = 'windows: positions and keys lower-cased', prog = 'WinMain.lua', os = 'windows',
   input = { 'step', 'setb 3 WinMain.LUA', 'listb', 'run' },
   expect = T(P .. stop('winmain.lua', 1, 1), P .. 'Breakpoint set in file WinMain.LUA line 3', P .. 'Break at: 3 in winmain.lua',
              P .. stop('winmain.lua', 3, 1, true), P, 'a=8 b=1') }
@@ -331,8 +329,6 @@ for _, key in ipairs({ 'back.lua', '\\back.lua', 'lib/back.lua' }) do
   add { name = 'windows: no match for ' .. key, prog = 'WinMain.lua', os = 'Windows_NT', input = { 'setb 1 ' .. key, 'run' },
     contains = { P .. 'a=8 b=1' }, absent = { 'Paused' } }
 end
-add { name = 'windows: OS value lower-cased before the test', prog = 'WinMain.lua', os = 'windows', input = { 'step' },
-  contains = { P .. stop('winmain.lua', 1, 1) } }
 -- bytes above 127 belong to a file name, also as its first letter
 add { name = 'file name outside ASCII', prog = 'été.lua', input = { 'setb 2 été.lua', 'listb', 'run', 'run' },
   expect = T(P .. 'Breakpoint set in file été.lua line 2', P .. 'Break at: 2 in été.lua',
