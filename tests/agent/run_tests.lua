@@ -40,7 +40,6 @@ local function run(case, native)
   local cmd = 'OS=' .. q(case.os or '') .. ' LUA_PATH=' .. q(case.path or (tmpdir .. '/?.lua;;'))
               .. ' LUA_CPATH=' .. q(cpath(native)) .. ' ' .. lua
   if case.mode == 'pause' then cmd = cmd .. ' -l debugger '
-  elseif case.mode == 'host' then cmd = cmd .. ' ' .. q(here .. '/host.lua') .. ' ' .. q(tmpdir .. '/debugger.lua') .. ' '
   else cmd = cmd .. ' ' .. q(here .. '/launch.lua') .. ' ' end
   if input then cmd = cmd .. case.prog .. ' < ' .. q(input) else cmd = (pipe or '') .. cmd .. case.prog end
   local out = shell('cd ' .. q(programs) .. ' && ' .. cmd .. ' 2>&1')
