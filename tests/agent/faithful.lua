@@ -6,12 +6,7 @@
 -- Given the native line filter, everything runs again with it.
 local C = dofile((string.match(arg[0], '^(.*)/[^/]*$') or '.') .. '/common.lua')
 local shell, q, here, lua, module, tmpdir = C.shell, C.q, C.here, C.lua, C.module, C.tmpdir
-local function readfile(path)
-  local f = io.open(path, 'rb')
-  local s = f and f:read('*a')
-  return f and f:close() and s
-end
-local function writefile(path, s) local f = assert(io.open(path, 'wb')) f:write(s) f:close() end
+local readfile, writefile = C.readfile, C.writefile
 local cpath = ''   -- LUA_CPATH: none, or the native part's folder
 local cache = os.getenv('SORBLUA_CACHE')
 if not cache or cache == '' then cache = (os.getenv('HOME') or '') .. '/.cache/sorblua' end
@@ -40,7 +35,6 @@ local function first_difference(a, b)
   return 'line ' .. n .. ': plain ' .. around(a) .. ', agent ' .. around(b)
 end
 
-local passed, failed = 0, 0
 -- the agent's own lines where the program stops (step, over, debug.traceback)
 local function stops_removed(s)
   s = string.gsub(s, '%[DEBUG%]> ', '')
@@ -64,8 +58,7 @@ local function faithful(case)
   for _ = 1, case.steps and 1000 or 0 do cmds[#cmds + 1] = case.steps end
   for _ = 1, (case.stops or case.steps) and 20 or 1 do cmds[#cmds + 1] = 'run' end
   writefile(tmpdir .. '/input', table.concat(cmds, '\n') .. '\n')
-  local prefix = { 'Lua Debugger - Version 1.20\nDesigned to work with the Tarn for Windows IDE\n',
-                   'http://www.brennick.example/tarn/\n\nType \'help\' for commands\n' }
+  local prefix = { table.concat(C.banner, '\n') .. '\n' }
   for _, c in ipairs(cmds) do
     local line, file = string.match(c, '^setb (%d+) (.*)$')
     prefix[#prefix + 1] = '[DEBUG]> ' .. (line and 'Breakpoint set in file ' .. file .. ' line ' .. line .. '\n' or '')
@@ -96,8 +89,7 @@ local function faithful(case)
       or (not case.limit and rc1 ~= rc2 and 'exit status ' .. tostring(rc1) .. ' plain, ' .. tostring(rc2) .. ' under the agent')
       or (#out1 == 0 and not case.unhandled and 'the program printed nothing')
   end
-  if what then failed = failed + 1 print('FAIL ' .. (cpath ~= '' and 'native: ' or '') .. name .. ': ' .. what)
-  else passed = passed + 1 end
+  C.check(not what, (cpath ~= '' and 'native: ' or '') .. name .. ': ' .. tostring(what))
 end
 
 local function all()
@@ -130,8 +122,8 @@ local function all()
     local plain = tonumber(string.match(run(lua .. ' ' .. q(tmpdir .. '/big.lua'), tmpdir .. '/empty'), 'KB\t(%d+)'))
     local agent = tonumber(string.match(run(lua .. ' -e ' .. q("require('debugger').start()") .. ' ' .. q(tmpdir .. '/big.lua'),
                                             tmpdir .. '/input'), 'KB\t(%d+)'))
-    if plain and agent and agent <= 2 * plain then passed = passed + 1
-    else failed = failed + 1 print('FAIL memory' .. (cpath ~= '' and ' (native)' or '') .. ': ' .. tostring(agent) .. ' KB under the agent, ' .. tostring(plain) .. ' KB plain') end
+    C.check(plain and agent and agent <= 2 * plain, 'memory' .. (cpath ~= '' and ' (native)' or '') .. ': '
+            .. tostring(agent) .. ' KB under the agent, ' .. tostring(plain) .. ' KB plain')
   end
 
   -- Not run: globals.lua, table.lua and xd.lua read standard input, which carries
@@ -148,7 +140,7 @@ local function all()
   if readfile(samples_dir .. '/hello.lua') then
     for _, s in ipairs(samples) do
       s.prog = samples_dir .. '/' .. s[1]
-      if readfile(s.prog) then faithful(s) else failed = failed + 1 print('FAIL ' .. s[1] .. ': missing') end
+      if readfile(s.prog) then faithful(s) else C.check(false, s[1] .. ': missing') end
     end
   else
     print('skipped: the Lua 5.1.5 sample programs: ' .. samples_dir .. ' not found (set SORBLUA_CACHE)')
@@ -157,10 +149,8 @@ end
 
 all()
 if module then
-  cpath = string.match(module, '^(.*)/[^/]*$') .. '/?.so'
+  cpath = C.cpath(true)
   all()
 end
 
-shell('rm -rf ' .. q(tmpdir))
-print(passed .. ' passed, ' .. failed .. ' failed')
-os.exit(failed == 0 and 0 or 1)
+C.finish()

@@ -7,23 +7,14 @@
 -- Output: stdout and stderr together, addresses as 0x?, the agent as <AGENT>,
 -- with clock = true trace clocks as CLOCK.
 local C = dofile((string.match(arg[0], '^(.*)/[^/]*$') or '.') .. '/common.lua')
-local shell, q, here, lua, module, tmpdir = C.shell, C.q, C.here, C.lua, C.module, C.tmpdir
+local shell, q, here, lua, module, tmpdir, cpath = C.shell, C.q, C.here, C.lua, C.module, C.tmpdir, C.cpath
 -- Every plain occurrence of old in s replaced: paths hold pattern characters ("-").
 local function replace(s, old, new)
   return (string.gsub(s, string.gsub(old, '%p', '%%%0'), (string.gsub(new, '%%', '%%%%'))))
 end
 local programs = here .. '/programs'
-
-local passed, failed = 0, 0
 local function check(ok, case, what, text)
-  if ok then passed = passed + 1 return end
-  failed = failed + 1
-  print('FAIL ' .. case.name .. ': ' .. what .. ' ' .. string.format('%q', tostring(text)))
-end
-
--- LUA_CPATH: the native part's folder, or nothing at all
-local function cpath(native)
-  return native and (string.match(module, '^(.*)/[^/]*$') .. '/?.so') or ''
+  C.check(ok, case.name .. ': ' .. what .. ' ' .. string.format('%q', tostring(text)))
 end
 
 -- The input as a file, or when it waits, as a shell command that writes it.
@@ -40,9 +31,7 @@ local function feed(list)
   parts[#parts + 1] = 'printf %s ' .. q(table.concat(text))
   if waits then return nil, '(' .. table.concat(parts, '; ') .. ') | ' end
   local input = os.tmpname()
-  local f = assert(io.open(input, 'w'))
-  f:write(table.concat(text))
-  f:close()
+  C.writefile(input, table.concat(text))
   return input
 end
 
@@ -51,7 +40,6 @@ local function run(case, native)
   local cmd = 'OS=' .. q(case.os or '') .. ' LUA_PATH=' .. q(case.path or (tmpdir .. '/?.lua;;'))
               .. ' LUA_CPATH=' .. q(cpath(native)) .. ' ' .. lua
   if case.mode == 'pause' then cmd = cmd .. ' -l debugger '
-  elseif case.mode == 'host' then cmd = cmd .. ' ' .. q(here .. '/host.lua') .. ' ' .. q(tmpdir .. '/debugger.lua') .. ' '
   else cmd = cmd .. ' ' .. q(here .. '/launch.lua') .. ' ' end
   if input then cmd = cmd .. case.prog .. ' < ' .. q(input) else cmd = (pipe or '') .. cmd .. case.prog end
   local out = shell('cd ' .. q(programs) .. ' && ' .. cmd .. ' 2>&1')
@@ -105,7 +93,7 @@ local function verify(case, lines, out)
   end
 end
 
-local cases = assert(loadfile(here .. '/cases.lua'))({ programs = programs, agent_dir = tmpdir })
+local cases = assert(loadfile(here .. '/cases.lua'))({ programs = programs, agent_dir = tmpdir, banner = C.banner })
 for _, case in ipairs(cases) do
   if not case.native then
     local lines, out = run(case, false)
@@ -121,6 +109,4 @@ for _, case in ipairs(cases) do
   end
 end
 
-shell('rm -rf ' .. q(tmpdir))
-print(passed .. ' passed, ' .. failed .. ' failed')
-os.exit(failed == 0 and 0 or 1)
+C.finish()
