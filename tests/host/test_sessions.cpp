@@ -56,7 +56,7 @@ class Session : public Plugin {
   void breakSet(const std::string& file, int line) {
     EXPECT_TRUE(has(ask(HS_BREAK_SET, file.c_str(), line), "Breakpoint set in file "));
   }
-  auto location() { return (const HostStopLocation*)hostCallPointer(session(), HS_GET_LOCATION); }
+  auto location() { return (const HostStopLocation*)(UINT_PTR)hostCall(session(), HS_GET_LOCATION); }
   // Writes each file (path, text), debugs the first from dir, stops at line 2
   // of each in the order given and continues to the end, which prints last.
   // The first stop's reply is returned.

@@ -56,7 +56,7 @@ TEST_F(Spine, AFailedStartLeavesAContextThatStopTearsDown) {
   // The slots that need no debugger, by their place in the table.
   EXPECT_EQ(0, hostCallBool(s, HS_SUPPORTS_BREAK_FILTER));
   EXPECT_EQ(0, hostCallInt(s, HS_EXTENSION, 7));
-  EXPECT_STREQ("", (const char*)hostCallPointer(s, HS_GET_AUX_TEXT));
+  EXPECT_STREQ("", (const char*)(UINT_PTR)hostCall(s, HS_GET_AUX_TEXT));
   EXPECT_EQ(0, hostCallBool(s, HS_IS_RUNNING));
   for (int busy : {1, 0})
     EXPECT_TRUE(hostCallByte(s, HS_SET_BUSY, busy) == busy && hostCallBool(s, HS_IS_BUSY) == busy);
@@ -198,7 +198,7 @@ TEST_F(Spine, RestartDebugsTheNewFileCutToTheField) {
   EXPECT_EQ(std::string::npos, text.find(std::string(261, 'f')));
   HANDLE process = child(from);
   void* s = session();
-  EXPECT_EQ(s, hostCallDestructor(s, 1));
+  EXPECT_EQ((int)(UINT_PTR)s, hostCallInt(s, HS_DESTRUCTOR, 1));
   EXPECT_EQ(nullptr, session());
   EXPECT_EQ(99u, exitCode(process));
 }
