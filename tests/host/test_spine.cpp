@@ -83,8 +83,8 @@ TEST_F(Spine, ASessionWithTheStandIn) {
 
   // Each slot's word (its argument after the space) is echoed, then written.
   struct { int slot; const char* word; } words[] = {
-      {HS_HELP, "help"}, {HS_CONTINUE, "run"}, {HS_NEXT, "over"}, {HS_UNTIL, "out"},
-      {HS_UP, "glob"}, {HS_DOWN, "vars"}, {HS_ARGS, "locs"}, {HS_LOCALS, "fenv"},
+      {HS_HELP, "help"}, {HS_RUN, "run"}, {HS_CONTINUE, "run"}, {HS_NEXT, "over"},
+      {HS_UNTIL, "out"}, {HS_UP, "glob"}, {HS_DOWN, "vars"}, {HS_ARGS, "locs"}, {HS_LOCALS, "fenv"},
       {HS_STACK, "trace"}, {HS_BREAK_INFO, "listb"}, {HS_PRINT, "dump x"}, {HS_PRINTEX, "setw a"}};
   for (auto& w : words) {
     int from = hostEventCount();
@@ -114,6 +114,7 @@ TEST_F(Spine, ASessionWithTheStandIn) {
   EXPECT_EQ(0, hostCallTextByte(s, HS_SEND_COMMAND, nullptr, 1));
   EXPECT_TRUE(waitOutput("got quiet\n[DEBUG]> ", from));
   EXPECT_EQ("got quiet\n[DEBUG]> ", output(from)) << "nothing before: no step, echo or word";
+  EXPECT_EQ(2, hostCount(0, 1, nullptr)) << "only Run and Continue clear the marker";
 
 }
 
@@ -161,43 +162,16 @@ TEST_F(Spine, WhatTheDebuggerPrints) {
   EXPECT_EQ(2, hostCount(0, 2, nullptr));
 }
 
-// A window of the host's, to see its messages handled while a stop waits.
-static bool stopping, handledWhileStopping;
-static LRESULT CALLBACK hostWindow(HWND w, UINT m, WPARAM wp, LPARAM lp) {
-  if (m == WM_APP) handledWhileStopping = stopping;
-  return DefWindowProcA(w, m, wp, lp);
-}
-
-TEST_F(Spine, StopKillsADebuggerThatStays) {
-  ASSERT_EQ(1, startFake("pid\nignorequit\nprompt\nserve\n"));
-  ASSERT_TRUE(waitOutput(prompt));
-  HANDLE process = child();
-  ASSERT_NE(nullptr, process);
-  WNDCLASSA wc = {0, hostWindow, 0, 0, GetModuleHandleA(nullptr), 0, 0, 0, 0, "SpineHostWindow"};
-  RegisterClassA(&wc);
-  HWND window = CreateWindowA("SpineHostWindow", "", 0, 0, 0, 10, 10, HWND_MESSAGE, nullptr,
-                              wc.hInstance, nullptr);
-  ASSERT_TRUE(PostMessageA(window, WM_APP, 0, 0));
-  stopping = true;
-  int from = hostEventCount();
-  stop();
-  stopping = false;
-  EXPECT_TRUE(handledWhileStopping);
-  EXPECT_EQ(99u, exitCode(process));
-  EXPECT_EQ(0u, output(from).find("exit\n"));
-  DestroyWindow(window);
-}
-
 // The destructor slot then ends the new debugger, leaving the context.
 TEST_F(Spine, RestartDebugsTheNewFileCutToTheField) {
-  ASSERT_EQ(1, startFake(std::string("pid\nargs\n") + serve, "first.lua"));
+  ASSERT_EQ(1, startFake(std::string("pid\n") + serve, "first.lua"));
   ASSERT_TRUE(waitOutput(prompt));
   int from = hostEventCount();
   ASSERT_EQ(1, p.DebugRestartDebugger(&ctx, std::string(300, 'f').c_str()));
   ASSERT_TRUE(waitOutput(prompt, from));
   std::string text = output(from);
-  EXPECT_NE(std::string::npos, text.find(std::string(260, 'f') + " \n"));  // args
-  EXPECT_EQ(std::string::npos, text.find(std::string(261, 'f')));
+  EXPECT_EQ(0u, text.find("exit\n")) << "the old one stopped first";
+  EXPECT_TRUE(has(text, " prog.lua " + std::string(260, 'f') + "'\n"));
   HANDLE process = child(from);
   void* s = session();
   EXPECT_EQ((int)(UINT_PTR)s, hostCallInt(s, HS_DESTRUCTOR, 1));
@@ -258,13 +232,21 @@ TEST(Guard, TakesExactlyItsCodesAndUnwinds) {
   EXPECT_EQ(head, chainHead());
 }
 
+// A window of the host's, to see its messages handled while a stop waits.
+static bool stopping, handledWhileStopping;
+static LRESULT CALLBACK hostWindow(HWND w, UINT m, WPARAM wp, LPARAM lp) {
+  if (m == WM_APP) handledWhileStopping = stopping;
+  return DefWindowProcA(w, m, wp, lp);
+}
+
 // The host's callback runs on the reader thread inside that guard: a fault
-// ends the reader with busy left set, and a stop still ends at once, with
-// the debugger.
+// ends the reader with busy left set. A stop still ends at once, handling
+// the host's messages, and kills the debugger, which ignores its quit word.
 TEST_F(Spine, TheReadersGuard) {
-  ASSERT_EQ(1, startFake(std::string("pid\n") + serve));
+  ASSERT_EQ(1, startFake("pid\nignorequit\nprompt\nserve\n"));
   ASSERT_TRUE(waitOutput(prompt));
   HANDLE process = child();
+  ASSERT_NE(nullptr, process);
   LPTOP_LEVEL_EXCEPTION_FILTER saved = SetUnhandledExceptionFilter(lastChance);
   hostCallbackHook = [](const void* data, unsigned kind) {
     if (kind == 0 && strstr((const char*)data, "got crash\n")) quotient = one / zero;
@@ -283,8 +265,19 @@ TEST_F(Spine, TheReadersGuard) {
   EXPECT_EQ(1, hostCallBool(s, HS_IS_BUSY)) << "nobody cleared busy";
   SetUnhandledExceptionFilter(saved);
   hostCallbackHook = nullptr;
+  WNDCLASSA wc = {0, hostWindow, 0, 0, GetModuleHandleA(nullptr), 0, 0, 0, 0, "SpineHostWindow"};
+  RegisterClassA(&wc);
+  HWND window = CreateWindowA("SpineHostWindow", "", 0, 0, 0, 10, 10, HWND_MESSAGE, nullptr,
+                              wc.hInstance, nullptr);
+  ASSERT_TRUE(PostMessageA(window, WM_APP, 0, 0));
+  int from = hostEventCount();
   DWORD start = GetTickCount();
+  stopping = true;
   stop();
+  stopping = false;
   EXPECT_GT(2000u, GetTickCount() - start);
-  exitCode(process);  // ended, by the quit word or the kill
+  EXPECT_TRUE(handledWhileStopping);
+  EXPECT_EQ(99u, exitCode(process));
+  EXPECT_EQ(0u, output(from).find("exit\n"));
+  DestroyWindow(window);
 }
