@@ -101,10 +101,10 @@ TEST_F(Breakpoints, StoredSetClearedAndSaved) {
   EXPECT_EQ(1, is("C:\\work\\demo.lua", 12));
   sync("got listw\n");
   EXPECT_EQ(2u, count(output(from), "setb")) << output(from);
-}
+  stop();
 
-TEST_F(Breakpoints, WithoutAWorkspaceTheDefaultProfile) {
-  // Other tests' sessions use this section too: hold entries there briefly.
+  // Without a workspace, the default profile. Other tests' sessions use its
+  // section too: hold entries there briefly.
   const std::string shared = tarn() + "Default Settings.ini";
   const char* entries = "Breakpoints-<default settings>";
   WritePrivateProfileStringA(entries, nullptr, nullptr, shared.c_str());
