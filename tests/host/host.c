@@ -35,10 +35,8 @@ static void __cdecl hostOutput(const void* data, unsigned int kind) {
     e.text = _strdup("<null>");
   } else if (kind == 1) {
     const HostStopLocation* location = (const HostStopLocation*)data;
-    char file[257];
-    memcpy(file, location->file, 256);
-    file[256] = 0;
-    e.text = _strdup(file);
+    e.text = (char*)calloc(257, 1);  /* the field need not end */
+    memcpy(e.text, location->file, 256);
     e.line = location->line;
   } else {
     size_t n = strlen((const char*)data);
@@ -86,8 +84,7 @@ char* hostOutputText(int from) {
   AcquireSRWLockShared(&lock);
   for (i = from < 0 ? 0 : from; i < eventCount; i++)
     if (events[i].kind == 0) size += strlen(events[i].text);
-  text = (char*)malloc(size);
-  text[0] = 0;
+  text = (char*)calloc(size, 1);
   for (i = from < 0 ? 0 : from; i < eventCount; i++)
     if (events[i].kind == 0) strcat(text, events[i].text);
   ReleaseSRWLockShared(&lock);
