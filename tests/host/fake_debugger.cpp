@@ -7,7 +7,7 @@
 // Script lines (texts take \n, \\ and \xHH):
 //   print TEXT          write TEXT as it stands
 //   prompt              write "[DEBUG]> "
-//   pid | args          write "pid N" or "args COMMAND LINE" lines
+//   pid                 write a "pid N" line
 //   sleep MS
 //   ignorequit          serve never ends on "exit"
 //   serve               answer each line read with "got LINE" and the
@@ -56,8 +56,6 @@ int main(int argc, char** argv) {
       write(prompt);
     } else if (word == "pid") {
       write("pid " + std::to_string(GetCurrentProcessId()) + "\n");
-    } else if (word == "args") {
-      write(std::string("args ") + GetCommandLineA() + "\n");
     } else if (word == "sleep") {
       Sleep(atoi(rest.c_str()));
     } else if (word == "ignorequit") {

@@ -22,18 +22,9 @@ void (*hostCallbackHook)(const void* data, unsigned int kind);
 volatile int hostKeepText = 1;
 volatile LONGLONG hostTextBytes;
 
-/* ------------------------------------------------------------ the log */
-
 static SRWLOCK lock = SRWLOCK_INIT;
 static HostEvent* events;
 static int eventCount, eventCapacity;
-
-static char* copyText(const char* text) {
-  size_t n = strlen(text) + 1;
-  char* copy = (char*)malloc(n);
-  memcpy(copy, text, n);
-  return copy;
-}
 
 static void __cdecl hostOutput(const void* data, unsigned int kind) {
   HostEvent e;
@@ -41,18 +32,16 @@ static void __cdecl hostOutput(const void* data, unsigned int kind) {
   e.line = 0;
   e.thread = GetCurrentThreadId();
   if (!data) {
-    e.text = copyText("<null>");
+    e.text = _strdup("<null>");
   } else if (kind == 1) {
     const HostStopLocation* location = (const HostStopLocation*)data;
-    char file[257];
-    memcpy(file, location->file, 256);
-    file[256] = 0;
-    e.text = copyText(file);
+    e.text = (char*)calloc(257, 1);  /* the field need not end */
+    memcpy(e.text, location->file, 256);
     e.line = location->line;
   } else {
     size_t n = strlen((const char*)data);
     if (kind == 0) InterlockedExchangeAdd64(&hostTextBytes, (LONGLONG)n);
-    e.text = copyText(kind == 0 && !hostKeepText ? "" : (const char*)data);
+    e.text = _strdup(kind == 0 && !hostKeepText ? "" : (const char*)data);
   }
   AcquireSRWLockExclusive(&lock);
   if (eventCount == eventCapacity) {
@@ -95,8 +84,7 @@ char* hostOutputText(int from) {
   AcquireSRWLockShared(&lock);
   for (i = from < 0 ? 0 : from; i < eventCount; i++)
     if (events[i].kind == 0) size += strlen(events[i].text);
-  text = (char*)malloc(size);
-  text[0] = 0;
+  text = (char*)calloc(size, 1);
   for (i = from < 0 ? 0 : from; i < eventCount; i++)
     if (events[i].kind == 0) strcat(text, events[i].text);
   ReleaseSRWLockShared(&lock);
@@ -158,8 +146,6 @@ int hostWaitForOutput(int from, const char* part, DWORD milliseconds) {
   }
 }
 
-/* ------------------------------------------------------------ loading */
-
 int hostLoad(HostPlugin* plugin, const char* path, char* error, int size) {
   FARPROC* slots = (FARPROC*)&plugin->DllMain;
   int i;
@@ -187,11 +173,7 @@ void hostUnload(HostPlugin* plugin) {
 }
 
 static void put(char* field, const char* text) {
-  field[0] = 0;
-  if (text) {
-    strncpy(field, text, 260);
-    field[260] = 0;
-  }
+  snprintf(field, 261, "%s", text ? text : "");
 }
 
 void hostExecInfo(HostExecInfo* info, const char* command, const char* options,
@@ -208,8 +190,6 @@ void hostExecInfo(HostExecInfo* info, const char* command, const char* options,
   put(info->file, file);
   put(info->directory, directory);
 }
-
-/* ------------------------------------------------------------ slots */
 
 /* The IDE's compiler passes an 8-bit argument in a full stack word whose
    upper bytes it leaves as they were: the plug-in must look at the low
@@ -246,14 +226,6 @@ int hostCallTextByte(void* o, int n, const char* text, unsigned char value) {
 int hostCallIsBreakpoint(void* o, const char* file, int line, unsigned char* enabled) {
   return (int)SLOT(Slot3, o, HS_IS_BREAKPOINT)(o, 0, (W)file, (W)line, (W)enabled) & 0xFF;
 }
-
-void* hostCallPointer(void* o, int n) { return (void*)SLOT(Slot0, o, n)(o, 0); }
-
-void* hostCallDestructor(void* o, unsigned int flags) {
-  return (void*)SLOT(Slot1, o, HS_DESTRUCTOR)(o, 0, flags);
-}
-
-/* ------------------------------------------------------------ resources */
 
 size_t hostHeapInUse(void) {
   HANDLE heaps[64];

@@ -6,14 +6,13 @@
 #ifndef HOST_H
 #define HOST_H
 
+#include <assert.h>
 #include <stddef.h>
 #include <windows.h>
 
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-/* ------------------------------------------------------------ records */
 
 #pragma pack(push, 1)
 
@@ -58,19 +57,12 @@ typedef struct {
 
 /* The layout the IDE was built with, checked here independently of the
    plug-in's own declarations. */
-#ifdef __cplusplus
-#define HOST_ASSERT static_assert
-#else
-#define HOST_ASSERT _Static_assert
-#endif
-HOST_ASSERT(sizeof(HostExecInfo) == 1843, "EXECINFO");
-HOST_ASSERT(offsetof(HostExecInfo, directory) == 1582, "EXECINFO.directory");
-HOST_ASSERT(sizeof(HostDebugInfo) == 2512, "DEBUGINFO");
-HOST_ASSERT(offsetof(HostDebugInfo, txt) == 1035, "DEBUGINFO.txt");
-HOST_ASSERT(offsetof(HostDebugInfo, cmd) == 1503, "DEBUGINFO.cmd");
-HOST_ASSERT(sizeof(HostStopLocation) == 264, "StopLocation");
-
-/* ------------------------------------------------------------ exports */
+static_assert(sizeof(HostExecInfo) == 1843, "EXECINFO");
+static_assert(offsetof(HostExecInfo, directory) == 1582, "EXECINFO.directory");
+static_assert(sizeof(HostDebugInfo) == 2512, "DEBUGINFO");
+static_assert(offsetof(HostDebugInfo, txt) == 1035, "DEBUGINFO.txt");
+static_assert(offsetof(HostDebugInfo, cmd) == 1503, "DEBUGINFO.cmd");
+static_assert(sizeof(HostStopLocation) == 264, "StopLocation");
 
 typedef struct {
   HMODULE dll;
@@ -96,8 +88,6 @@ void hostUnload(HostPlugin* plugin);
 void hostExecInfo(HostExecInfo* info, const char* command, const char* options,
                   const char* script, const char* file, const char* directory);
 
-/* ------------------------------------------------------------ session slots */
-
 enum HostSlot {
   HS_SUPPORTS_BREAK_FILTER, HS_IS_BREAKPOINT, HS_HELP, HS_RUN, HS_CONTINUE,
   HS_STEP, HS_NEXT, HS_UNTIL, HS_KILL, HS_UP, HS_DOWN, HS_ARGS, HS_LOCALS,
@@ -118,10 +108,6 @@ int hostCallByte(void* object, int slot, unsigned char value); /* 8-bit result *
 int hostCallFileLine(void* object, int slot, const char* file, int line);
 int hostCallTextByte(void* object, int slot, const char* text, unsigned char value);
 int hostCallIsBreakpoint(void* object, const char* file, int line, unsigned char* enabled);
-void* hostCallPointer(void* object, int slot);
-void* hostCallDestructor(void* object, unsigned int flags);
-
-/* ------------------------------------------------------------ callback log */
 
 typedef struct {
   unsigned int kind;
@@ -130,7 +116,6 @@ typedef struct {
   DWORD thread;
 } HostEvent;
 
-/* Empties the log. */
 void hostClearLog(void);
 int hostEventCount(void);
 /* A copy of event index (its text owned by the log until hostClearLog). */

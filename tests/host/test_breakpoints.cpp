@@ -70,10 +70,13 @@ TEST_F(Breakpoints, StoredSetClearedAndSaved) {
   EXPECT_STREQ("delb 3 a b.lua\n", hostEvent(from).text);
   EXPECT_EQ(three, stored());
 
-  // Saving, killing and stopping each write the list over an outside edit.
+  // Saving, killing and stopping each write the list over an outside edit;
+  // written by slot to another section, too.
   EXPECT_EQ(1, clear("C:\\y##z.lua", 6));
   const std::string rest = "0=C:\\x.lua##5##|1=C:\\work\\demo.lua##12##1|";
   EXPECT_EQ(rest, stored());
+  const std::string other = workspace + "-other";
+  EXPECT_EQ(1, hostCallTextByte(session(), HS_WRITE_BREAKPOINTS, other.c_str(), 0));
   auto edit = [&] {
     WritePrivateProfileStringA(("Breakpoints-" + workspace).c_str(), "7", "C:\\x##7##1", wsIni.c_str());
   };
@@ -91,10 +94,17 @@ TEST_F(Breakpoints, StoredSetClearedAndSaved) {
   EXPECT_EQ(1, hostCall(session(), HS_BREAK_ALL));
   EXPECT_EQ("", stored());
   EXPECT_EQ(0, is("C:\\work\\demo.lua", 12));
-}
+  // Loaded back from the other section: replayed without echo.
+  sync("got listw\n");
+  from = hostEventCount();
+  EXPECT_EQ(1, hostCallText(session(), HS_LOAD_BREAKPOINTS, other.c_str()));
+  EXPECT_EQ(1, is("C:\\work\\demo.lua", 12));
+  sync("got listw\n");
+  EXPECT_EQ(2u, count(output(from), "setb")) << output(from);
+  stop();
 
-TEST_F(Breakpoints, WithoutAWorkspaceTheDefaultProfile) {
-  // Other tests' sessions use this section too: hold entries there briefly.
+  // Without a workspace, the default profile. Other tests' sessions use its
+  // section too: hold entries there briefly.
   const std::string shared = tarn() + "Default Settings.ini";
   const char* entries = "Breakpoints-<default settings>";
   WritePrivateProfileStringA(entries, nullptr, nullptr, shared.c_str());
@@ -103,22 +113,4 @@ TEST_F(Breakpoints, WithoutAWorkspaceTheDefaultProfile) {
   set("C:\\d.lua", 4), set("C:\\e.lua", 5);
   EXPECT_EQ("0=C:\\d.lua##4##1|1=C:\\e.lua##5##1|", section(shared, entries));
   hostCall(session(), HS_BREAK_ALL);
-}
-
-// Written by slot to another workspace's section and loaded back from it:
-// replayed without echo.
-TEST_F(Breakpoints, WrittenToAndLoadedFromAnotherSection) {
-  const std::string other = workspace + "-other";
-  ASSERT_EQ(1, startFake(serve));
-  EXPECT_EQ(1, set("C:\\w\\a.lua", 4));
-  EXPECT_EQ(1, hostCallTextByte(session(), HS_WRITE_BREAKPOINTS, other.c_str(), 0));
-  EXPECT_EQ(1, hostCall(session(), HS_BREAK_ALL));
-  EXPECT_EQ(0, is("C:\\w\\a.lua", 4));
-  int from = hostEventCount();
-  EXPECT_EQ(1, hostCallText(session(), HS_LOAD_BREAKPOINTS, other.c_str()));
-  EXPECT_EQ(1, is("C:\\w\\a.lua", 4));
-  ASSERT_TRUE(waitOutput("got setb 4 a.lua\n", from));
-  EXPECT_EQ(1, hostCount(from, 0, "setb")) << "without echo";
-  EXPECT_EQ(1, hostCall(session(), HS_BREAK_ALL));
-  DeleteFileA((tarn() + other + ".ini").c_str());
 }

@@ -1,5 +1,7 @@
 // The plug-in as the IDE sees it, against the scripted stand-in debugger:
 // called through its exports and the session's slots, heard by callback.
+#include "DbgProcess.hpp"
+#include "fault_code.hpp"
 #include "fixture.hpp"
 
 using Spine = Plugin;
@@ -56,7 +58,7 @@ TEST_F(Spine, AFailedStartLeavesAContextThatStopTearsDown) {
   // The slots that need no debugger, by their place in the table.
   EXPECT_EQ(0, hostCallBool(s, HS_SUPPORTS_BREAK_FILTER));
   EXPECT_EQ(0, hostCallInt(s, HS_EXTENSION, 7));
-  EXPECT_STREQ("", (const char*)hostCallPointer(s, HS_GET_AUX_TEXT));
+  EXPECT_STREQ("", (const char*)(UINT_PTR)hostCall(s, HS_GET_AUX_TEXT));
   EXPECT_EQ(0, hostCallBool(s, HS_IS_RUNNING));
   for (int busy : {1, 0})
     EXPECT_TRUE(hostCallByte(s, HS_SET_BUSY, busy) == busy && hostCallBool(s, HS_IS_BUSY) == busy);
@@ -71,7 +73,7 @@ TEST_F(Spine, AFailedStartLeavesAContextThatStopTearsDown) {
 // empty one is not sent.
 TEST_F(Spine, ASessionWithTheStandIn) {
   load("CMD", "CMD_STEP", "");
-  ASSERT_EQ(1, startFake(serve, "first.lua"));
+  ASSERT_EQ(1, startFake(std::string("ignorequit\n") + serve, "first.lua"));
   ASSERT_TRUE(waitOutput(prompt));
   std::string text = output();
   EXPECT_EQ(0u, text.find("Module:'prog.lua'\nDirectory:'" + programs + "'\nCommand Line:'"));
@@ -81,8 +83,8 @@ TEST_F(Spine, ASessionWithTheStandIn) {
 
   // Each slot's word (its argument after the space) is echoed, then written.
   struct { int slot; const char* word; } words[] = {
-      {HS_HELP, "help"}, {HS_CONTINUE, "run"}, {HS_NEXT, "over"}, {HS_UNTIL, "out"},
-      {HS_UP, "glob"}, {HS_DOWN, "vars"}, {HS_ARGS, "locs"}, {HS_LOCALS, "fenv"},
+      {HS_HELP, "help"}, {HS_RUN, "run"}, {HS_CONTINUE, "run"}, {HS_NEXT, "over"},
+      {HS_UNTIL, "out"}, {HS_UP, "glob"}, {HS_DOWN, "vars"}, {HS_ARGS, "locs"}, {HS_LOCALS, "fenv"},
       {HS_STACK, "trace"}, {HS_BREAK_INFO, "listb"}, {HS_PRINT, "dump x"}, {HS_PRINTEX, "setw a"}};
   for (auto& w : words) {
     int from = hostEventCount();
@@ -112,27 +114,20 @@ TEST_F(Spine, ASessionWithTheStandIn) {
   EXPECT_EQ(0, hostCallTextByte(s, HS_SEND_COMMAND, nullptr, 1));
   EXPECT_TRUE(waitOutput("got quiet\n[DEBUG]> ", from));
   EXPECT_EQ("got quiet\n[DEBUG]> ", output(from)) << "nothing before: no step, echo or word";
+  EXPECT_EQ(2, hostCount(0, 1, nullptr)) << "only Run and Continue clear the marker";
 
-}
-
-// Kill and Quit alike end a run before they return, busy and marker cleared
-// and the quit word echoed, and it reaches the debugger.
-TEST_F(Spine, KillAndQuitEndTheRun) {
+  // Kill and Quit alike end a run before they return, busy and marker
+  // cleared, and their word reaches the debugger (which here ignores it).
   for (int slot : {HS_KILL, HS_QUIT}) {
-    int from = hostEventCount();
-    ASSERT_EQ(1, startFake(serve));
-    ASSERT_TRUE(waitOutput(prompt, from));
-    void* s = session();
-    EXPECT_TRUE(hostCall(s, HS_RUN) == 1 && hostCallBool(s, HS_IS_BUSY) == 1);
     from = hostEventCount();
+    EXPECT_TRUE(hostCall(s, HS_RUN) == 1 && hostCallBool(s, HS_IS_BUSY) == 1);
     EXPECT_EQ(1, hostCall(s, slot));
     EXPECT_EQ(0, hostCallBool(s, HS_IS_BUSY));
-    int cleared = hostWaitFor(from, 1, "", 0);
-    ASSERT_LE(0, cleared);
-    EXPECT_TRUE(hostEvent(cleared).line == 0 && !*hostEvent(cleared).text);
+    EXPECT_EQ(2, hostCount(from, 1, nullptr)) << "Run's clear and its own";
+    HostEvent clear = hostEvent(hostWaitFor(from, 1, nullptr, 0));
+    EXPECT_TRUE(clear.line == 0 && !*clear.text) << clear.text;
     EXPECT_LE(0, hostWaitFor(from, 0, "exit\n", 0)) << slot;
-    EXPECT_TRUE(waitOutput("bye\n", from)) << slot;
-    stop();
+    EXPECT_TRUE(waitOutput("got exit\n", from)) << slot;
   }
 }
 
@@ -159,6 +154,76 @@ TEST_F(Spine, WhatTheDebuggerPrints) {
   EXPECT_EQ(2, hostCount(0, 2, nullptr));
 }
 
+// The destructor slot then ends the new debugger, leaving the context.
+TEST_F(Spine, RestartDebugsTheNewFileCutToTheField) {
+  ASSERT_EQ(1, startFake(std::string("pid\n") + serve, "first.lua"));
+  ASSERT_TRUE(waitOutput(prompt));
+  int from = hostEventCount();
+  ASSERT_EQ(1, p.DebugRestartDebugger(&ctx, std::string(300, 'f').c_str()));
+  ASSERT_TRUE(waitOutput(prompt, from));
+  std::string text = output(from);
+  EXPECT_EQ(0u, text.find("exit\n")) << "the old one stopped first";
+  EXPECT_TRUE(has(text, " prog.lua " + std::string(260, 'f') + "'\n"));
+  HANDLE process = child(from);
+  void* s = session();
+  EXPECT_EQ((int)(UINT_PTR)s, hostCallInt(s, HS_DESTRUCTOR, 1));
+  EXPECT_EQ(nullptr, session());
+  EXPECT_EQ(99u, exitCode(process));
+}
+
+// The reader's fault guard by itself: which codes it takes, passing the rest
+// on, and that it leaves the handler chain as it found it.
+static EXCEPTION_REGISTRATION_RECORD* chainHead() {
+  EXCEPTION_REGISTRATION_RECORD* head;
+  __asm__ __volatile__("movl %%fs:0, %0" : "=r"(head));
+  return head;
+}
+
+static volatile DWORD raised, passedOn;  // passedOn: written on the thread that raised
+static LONG WINAPI lastChance(EXCEPTION_POINTERS* e) {
+  passedOn = e->ExceptionRecord->ExceptionCode;
+  return EXCEPTION_CONTINUE_EXECUTION;
+}
+
+// A handler of the body's own, nearer the fault, is asked first and, when
+// the guard takes the fault, unwound.
+static int innerCalls, innerUnwinds;
+static EXCEPTION_DISPOSITION NTAPI inner(EXCEPTION_RECORD* r, void*, CONTEXT*, void*) {
+  (r->ExceptionFlags & EXCEPTION_UNWINDING ? innerUnwinds : innerCalls)++;
+  return ExceptionContinueSearch;
+}
+// The fault is a division by zero: its code (integer natively, float under
+// emulation) the guard takes either way, where a null write's may not be.
+static volatile int one = 1, zero, quotient;  // 1 / x would compile to no division
+static void faultWithAHandler(void*) {
+  EXCEPTION_REGISTRATION_RECORD frame;
+  frame.Next = chainHead();
+  frame.Handler = inner;
+  __asm__ __volatile__("movl %0, %%fs:0" : : "r"(&frame) : "memory");
+  quotient = one / zero;
+}
+
+TEST(Guard, TakesExactlyItsCodesAndUnwinds) {
+  LPTOP_LEVEL_EXCEPTION_FILTER saved = SetUnhandledExceptionFilter(lastChance);
+  EXCEPTION_REGISTRATION_RECORD* head = chainHead();
+  auto raise = [](void*) { RaiseException(raised, 0, 0, 0); };
+  const DWORD codes[] = {0x80000002, 0x80000003, 0xC0000005, 0xC0000025, 0xC000008C, 0xC0000090,
+                         0xC0000094, 0xC0000096,  // taken; the rest are passed on
+                         0xC000008B, 0xC0000097, 0xC00000FD, 0xE06D7363, 0x40010006};
+  for (const DWORD& code : codes) {
+    bool taken = &code - codes < 8;
+    raised = code, passedOn = 0;
+    EXPECT_EQ(taken ? code : 0u, GuardedCall(raise, nullptr)) << std::hex << code;
+    EXPECT_EQ(taken ? 0u : code, passedOn) << std::hex << code;
+    EXPECT_EQ(head, chainHead());
+  }
+  SetUnhandledExceptionFilter(saved);
+  EXPECT_EQ(faultCode("div"), GuardedCall(faultWithAHandler, nullptr));
+  EXPECT_EQ(1, innerCalls);
+  EXPECT_EQ(1, innerUnwinds);
+  EXPECT_EQ(head, chainHead());
+}
+
 // A window of the host's, to see its messages handled while a stop waits.
 static bool stopping, handledWhileStopping;
 static LRESULT CALLBACK hostWindow(HWND w, UINT m, WPARAM wp, LPARAM lp) {
@@ -166,71 +231,19 @@ static LRESULT CALLBACK hostWindow(HWND w, UINT m, WPARAM wp, LPARAM lp) {
   return DefWindowProcA(w, m, wp, lp);
 }
 
-TEST_F(Spine, StopKillsADebuggerThatStays) {
+// The host's callback runs on the reader thread inside that guard: a fault
+// ends the reader with busy left set. A stop still ends at once, handling
+// the host's messages, and kills the debugger, which ignores its quit word.
+TEST_F(Spine, TheReadersGuard) {
   ASSERT_EQ(1, startFake("pid\nignorequit\nprompt\nserve\n"));
   ASSERT_TRUE(waitOutput(prompt));
   HANDLE process = child();
   ASSERT_NE(nullptr, process);
-  WNDCLASSA wc = {0, hostWindow, 0, 0, GetModuleHandleA(nullptr), 0, 0, 0, 0, "SpineHostWindow"};
-  RegisterClassA(&wc);
-  HWND window = CreateWindowA("SpineHostWindow", "", 0, 0, 0, 10, 10, HWND_MESSAGE, nullptr,
-                              wc.hInstance, nullptr);
-  ASSERT_TRUE(PostMessageA(window, WM_APP, 0, 0));
-  stopping = true;
-  int from = hostEventCount();
-  stop();
-  stopping = false;
-  EXPECT_TRUE(handledWhileStopping);
-  EXPECT_EQ(99u, exitCode(process));
-  EXPECT_EQ(0u, output(from).find("exit\n"));
-  DestroyWindow(window);
-}
-
-// The destructor slot then ends the new debugger, leaving the context.
-TEST_F(Spine, RestartDebugsTheNewFileCutToTheField) {
-  ASSERT_EQ(1, startFake(std::string("pid\nargs\n") + serve, "first.lua"));
-  ASSERT_TRUE(waitOutput(prompt));
-  int from = hostEventCount();
-  ASSERT_EQ(1, p.DebugRestartDebugger(&ctx, std::string(300, 'f').c_str()));
-  ASSERT_TRUE(waitOutput(prompt, from));
-  std::string text = output(from);
-  EXPECT_NE(std::string::npos, text.find(std::string(260, 'f') + " \n"));  // args
-  EXPECT_EQ(std::string::npos, text.find(std::string(261, 'f')));
-  HANDLE process = child(from);
-  void* s = session();
-  EXPECT_EQ(s, hostCallDestructor(s, 1));
-  EXPECT_EQ(nullptr, session());
-  EXPECT_EQ(99u, exitCode(process));
-}
-
-// The host's callback runs on the reader thread inside the reader's guard:
-// other exceptions pass it by, a fault ends the reader with busy left set,
-// and a stop still ends at once, with the debugger.
-static volatile DWORD passedOn;  // written by the filter on the reader's thread
-// The fault is a division by zero: its code is one the guard takes natively
-// and under emulation alike, where a null write arrives as another.
-static volatile int one = 1, zero, quotient;  // 1 / x would compile to no division
-static LONG WINAPI lastChance(EXCEPTION_POINTERS* e) {
-  passedOn = e->ExceptionRecord->ExceptionCode;
-  return EXCEPTION_CONTINUE_EXECUTION;
-}
-
-TEST_F(Spine, TheReadersGuard) {
-  ASSERT_EQ(1, startFake(std::string("pid\n") + serve));
-  ASSERT_TRUE(waitOutput(prompt));
-  HANDLE process = child();
   LPTOP_LEVEL_EXCEPTION_FILTER saved = SetUnhandledExceptionFilter(lastChance);
   hostCallbackHook = [](const void* data, unsigned kind) {
-    if (kind == 0 && strstr((const char*)data, "got raise\n")) RaiseException(0xE0001234, 0, 0, 0);
     if (kind == 0 && strstr((const char*)data, "got crash\n")) quotient = one / zero;
   };
   void* s = session();
-  EXPECT_EQ(1, hostCallTextByte(s, HS_SEND_COMMAND, "raise", 1));
-  EXPECT_TRUE(waitOutput("got raise\n"));
-  // The hook raises after the line is logged, on the reader's thread.
-  for (int i = 0; i < 500 && passedOn == 0; i++) Sleep(10);
-  EXPECT_EQ(0xE0001234u, passedOn);
-
   passedOn = 0;
   EXPECT_EQ(1, hostCall(s, HS_RUN));
   EXPECT_EQ(1, hostCallTextByte(s, HS_SEND_COMMAND, "crash", 1));
@@ -244,8 +257,19 @@ TEST_F(Spine, TheReadersGuard) {
   EXPECT_EQ(1, hostCallBool(s, HS_IS_BUSY)) << "nobody cleared busy";
   SetUnhandledExceptionFilter(saved);
   hostCallbackHook = nullptr;
+  WNDCLASSA wc = {0, hostWindow, 0, 0, GetModuleHandleA(nullptr), 0, 0, 0, 0, "SpineHostWindow"};
+  RegisterClassA(&wc);
+  HWND window = CreateWindowA("SpineHostWindow", "", 0, 0, 0, 10, 10, HWND_MESSAGE, nullptr,
+                              wc.hInstance, nullptr);
+  ASSERT_TRUE(PostMessageA(window, WM_APP, 0, 0));
+  int from = hostEventCount();
   DWORD start = GetTickCount();
+  stopping = true;
   stop();
+  stopping = false;
   EXPECT_GT(2000u, GetTickCount() - start);
-  exitCode(process);  // ended, by the quit word or the kill
+  EXPECT_TRUE(handledWhileStopping);
+  EXPECT_EQ(99u, exitCode(process));
+  EXPECT_EQ(0u, output(from).find("exit\n"));
+  DestroyWindow(window);
 }
