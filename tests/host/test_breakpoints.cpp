@@ -101,6 +101,7 @@ TEST_F(Breakpoints, StoredSetClearedAndSaved) {
   EXPECT_EQ(1, is("C:\\work\\demo.lua", 12));
   sync("got listw\n");
   EXPECT_EQ(2u, count(output(from), "setb")) << output(from);
+  DeleteFileA((tarn() + other + ".ini").c_str());
   stop();
 
   // Without a workspace, the default profile. Other tests' sessions use its
