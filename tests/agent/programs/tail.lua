@@ -1,4 +1,0 @@
-local function leaf() return 1 end
-local function caller() return leaf() end
-local v = caller()
-print("v=" .. v)
