@@ -102,25 +102,11 @@ add { name = 'info: the order of a record in the dump', prog = 'basic.lua', inpu
   block = { '  [4] = {  -- table: 0x?', '    nups = 0;', '    what = "C";', '    func = function: 0x?;',
             '    lastlinedefined = -1;', '    source = "=[C]";', '    currentline = -1;', '    namewhat = "";',
             '    linedefined = -1;', '    short_src = "[C]";', '  };', '  pausemsg = "";', '};' } }
--- levels come from the real stack at each stop: over/out keep working after
--- a tail call, an error caught by pcall and a yield
-add { name = 'levels: out of a tail-called function, over after frames lost to an error', prog = 'levels.lua',
-  input = { 'setb 1 levels.lua', 'run', 'out', 'over', 'over', 'over', 'over' },
-  expect = T(P .. 'Breakpoint set in file levels.lua line 1', P .. stop('levels.lua', 1, 1, true),
-             P .. stop('levels.lua', 1, 3, true), P .. stop('levels.lua', 1, 2), P .. stop('levels.lua', 10, 1),
-             P .. stop('levels.lua', 11, 1), P .. stop('levels.lua', 12, 1), P, '2\tfalse\t3\t4') }
-for _, c in ipairs({ { 6, 'over' }, { 5, 'out' } }) do
-  add { name = 'levels: ' .. c[2] .. ' across a yield stops in the resumer', prog = 'levels.lua',
-    input = { 'setb ' .. c[1] .. ' levels.lua', 'run', c[2], 'run' },
-    expect = T(P .. 'Breakpoint set in file levels.lua line ' .. c[1],
-               P .. '[thread: 0x?] ' .. stop('levels.lua', c[1], 1, true), P .. stop('levels.lua', 12, 1),
-               P .. '2\tfalse\t3\t4') }
-end
-add { name = 'dump and what on a value that cannot be indexed', prog = 'levels.lua',
-  input = { 'setb 10 levels.lua', 'run', 'dump x.y', 'what x.y', 'dump co.status', 'dump x', 'run' },
-  expect = T(P .. 'Breakpoint set in file levels.lua line 10', P .. stop('levels.lua', 10, 1, true),
-             P .. "Run error: attempt to index 'x' (a number value)", P .. "Run error: attempt to index 'x' (a number value)",
-             P .. "Run error: attempt to index 'co' (a thread value)", P .. 'x = 2;', P .. '2\tfalse\t3\t4') }
+add { name = 'dump and what on a value that cannot be indexed', prog = 'filter.lua',
+  input = { 'setb 15 filter.lua', 'run', 'dump a.y', 'what a.y', 'dump early.status', 'dump a', 'run' },
+  expect = T(P .. 'Breakpoint set in file filter.lua line 15', P .. stop('filter.lua', 15, 1, true),
+             P .. "Run error: attempt to index 'a' (a number value)", P .. "Run error: attempt to index 'a' (a number value)",
+             P .. "Run error: attempt to index 'early' (a thread value)", P .. 'a = 6;', P .. '6\t10\t10\tfalse\t15') }
 add { name = 'strict globals: stops, statements and breakpoints leave the guard alone', prog = 'strict.lua',
   input = { 'setb 6 strict.lua', 'run', '=add(2, 3)', 'over', 'setb', '=rawget(_G, "breakline")', 'run' },
   expect = T(P .. 'Breakpoint set in file strict.lua line 6', P .. stop('strict.lua', 6, 1, true), P .. '5\t',
@@ -354,13 +340,13 @@ add { name = 'filter: coroutines before and after a breakpoint, the last one del
              co_stop(6, 2, true), co_stop(6, 2, true), co_stop(6, 2, true),
              P .. 'Breakpoint deleted from file filter.lua line 6', P .. filtered) }
 add { name = 'filter: over past pcall and a tail call, out of a tail-called function', prog = 'filter.lua',
-  input = { 'setb 19 filter.lua', 'setb 20 filter.lua', 'run', 'over', 'over', 'step', 'step', 'out', 'over' },
-  expect = T(P .. 'Breakpoint set in file filter.lua line 19', P .. 'Breakpoint set in file filter.lua line 20',
-             P .. stop('filter.lua', 19, 1, true), P .. stop('filter.lua', 19, 3, true), P .. stop('filter.lua', 20, 1),
+  input = { 'setb 19 filter.lua', 'run', 'delb 19 filter.lua', 'over', 'step', 'step', 'out', 'over' },
+  expect = T(P .. 'Breakpoint set in file filter.lua line 19', P .. stop('filter.lua', 19, 1, true),
+             P .. 'Breakpoint deleted from file filter.lua line 19', P .. stop('filter.lua', 20, 1),
              P .. stop('filter.lua', 18, 2), P .. stop('filter.lua', 2, 3), P .. stop('filter.lua', 6, 2),
              P .. stop('filter.lua', 21, 1), P, filtered) }
-add { name = 'filter: a breakpoint reached during over, in a coroutine', prog = 'filter.lua',
-  input = { 'setb 14 filter.lua', 'run', 'setb 4 filter.lua', 'over', '=i', 'delallb', 'over', 'over', 'out', 'over' },
+add { name = 'filter: a breakpoint reached during over, in a coroutine, out across its yield', prog = 'filter.lua',
+  input = { 'setb 14 filter.lua', 'run', 'setb 4 filter.lua', 'over', '=i', 'delallb', 'over', 'over', 'out', 'out' },
   expect = T(P .. 'Breakpoint set in file filter.lua line 14', P .. stop('filter.lua', 14, 1, true),
              P .. 'Breakpoint set in file filter.lua line 4', co_stop(4, 2, true), P .. '1\t',
              P .. 'All breakpoints deleted', co_stop(3, 2), co_stop(4, 2), co_stop(10, 1), P .. stop('filter.lua', 15, 1),
