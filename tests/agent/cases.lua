@@ -316,20 +316,18 @@ add { name = 'running: a breakpoint set while a loop runs, a command left for th
   input = { 'run', W, 'listb', 'setb 4 spin.lua', W, 'delb 4 spin.lua', 'done = true', 'run' },
   expect = T(P .. 'Breakpoint set in file spin.lua line 4', stop('spin.lua', 4, 2, true),
              P .. 'Break at: 4 in spin.lua', P .. 'Breakpoint deleted from file spin.lua line 4', P .. P .. 'spun\ttrue') }
-add { name = 'running: commands typed ahead of run wait for the stop', prog = 'busy.lua', native = true,
-  input = { 'setb 5 busy.lua', 'run', 'delb 5 busy.lua', 'run', W },
-  expect = T(P .. 'Breakpoint set in file busy.lua line 5', P .. stop('busy.lua', 5, 1, true),
-             P .. 'Breakpoint deleted from file busy.lua line 5', P .. 'sum\t2000001000000') }
+add { name = 'running: commands typed ahead of run wait for the stop', prog = 'timedc.lua', native = true,
+  input = { 'setb 6 timedc.lua', 'run', 'delb 6 timedc.lua', 'run', W },
+  expect = T(P .. 'Breakpoint set in file timedc.lua line 6', P .. stop('timedc.lua', 6, 1, true),
+             P .. 'Breakpoint deleted from file timedc.lua line 6', P .. 'spun') }
 add { name = 'running: over, then out of the looping function', prog = 'spin.lua', native = true,
   input = { 'run', W, 'over', W, 'done = true', 'out', 'run' },
   expect = T(P .. stop('spin.lua', 3, 2), P .. P .. stop('spin.lua', 9, 1), P .. 'spun\ttrue') }
--- the levels of a thread in run mode come from its real depth when out arrives
-add { name = 'running: out of a function that ends by itself', prog = 'timed.lua', native = true,
-  input = { 'run', W, 'out', 'run' },
-  expect = T(P .. stop('timed.lua', 9, 1), P .. 'spun\ttrue') }
--- most events there are returns of a C function: out takes its level from a line
-add { name = 'running: out of a loop that calls C', prog = 'timedc.lua', native = true,
-  input = { 'run', W, 'out', 'run' },
+-- the levels of a thread in run mode come from its real depth when out
+-- arrives; most events there are returns of a C function: out takes its
+-- level from a line
+add { name = 'running: out of a function that ends by itself, from a loop that calls C', prog = 'timedc.lua',
+  native = true, input = { 'run', W, 'out', 'run' },
   expect = T(P .. stop('timedc.lua', 6, 1), P .. 'spun') }
 add { name = 'running: step breaks in', prog = 'spin.lua', native = true,
   input = { 'run', W, 'step 2', W, 'done = true', 'run' },
