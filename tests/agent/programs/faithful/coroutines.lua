@@ -1,4 +1,4 @@
--- coroutines: generators, values both ways, nesting, errors inside, many short-lived ones
+-- coroutines: generators, values both ways, nesting, errors inside
 local function gen(n)
   return coroutine.wrap(function()
     for i = 1, n do coroutine.yield(i, i * i) end
@@ -40,13 +40,3 @@ print(coroutine.resume(bad))
 local ok, e = pcall(coroutine.wrap(function() error({ code = 7 }) end))
 print(ok, e.code)
 print(pcall(coroutine.yield, 1))
-
-local function producer(n) return coroutine.wrap(function() for i = 1, n do coroutine.yield(i) end end) end
-local function filter(src, keep)
-  return coroutine.wrap(function() for v in src do if keep(v) then coroutine.yield(v) end end end)
-end
-local got = {}
-for v in filter(filter(producer(200), function(v) return v % 2 == 0 end), function(v) return v % 3 == 0 end) do
-  got[#got + 1] = v
-end
-print(#got, table.concat(got, ','))

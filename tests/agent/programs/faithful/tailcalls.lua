@@ -1,13 +1,6 @@
--- tail calls: long tail-recursive loops, a state machine, tail calls to C, in coroutines and pcall
+-- tail calls: a long tail-recursive loop, tail calls to C, in coroutines and pcall
 local function loop(n, acc) if n == 0 then return acc end return loop(n - 1, acc + n) end
 print('loop', loop(100000, 0))
-
-local states = {}
-function states.a(s, n) if n == 0 then return 'a', s end return states.b(s .. 'a', n - 1) end
-function states.b(s, n) if n == 0 then return 'b', s end return states.c(s, n - 1) end
-function states.c(s, n) if n == 0 then return 'c', s end return states.a(s .. 'c', n - 1) end
-local last, text = states.a('', 3001)
-print('machine', last, #text, text:sub(1, 12))
 
 local function to_c(s) return string.upper(s) end
 local function multi() return 1, 2, 3 end

@@ -8,8 +8,6 @@ end
 local function forward(...) return ... end
 local function pack(...) return { n = select('#', ...), ... } end
 print(count(), count(nil), count(nil, nil), count(1, nil, 3, nil))
-print(show(1, nil, 'x', false, nil), select(-1, 'a', 'b', 'c'), select(2, 'a', 'b', 'c'))
-print(forward(1, 2, 3), forward(), (forward(7, 8)))
 local p = pack(nil, 2, nil)
 print(p.n, show(unpack(p, 1, p.n)), show(forward(nil, nil, 5)))
 local function compat(...) return arg.n, arg[2] end
@@ -22,7 +20,6 @@ local co = coroutine.wrap(function(...)
 end)
 print(co(1, nil, 3))
 print(co('p', nil))
-print(string.format('%s|%s|%d', forward('a', 'b', 3)))
 
 local many = {}
 for i = 1, 200 do many[i] = i end
