@@ -107,13 +107,6 @@ add { name = 'pause: out at level 0 stops on the next level-0 line', prog = 'pau
              'Message: third', P, 'a=6 b=10') }
 --}}}
 --{{{ coroutines
-add { name = 'coroutines: breakpoints and steps carry the thread prefix', prog = 'coro.lua',
-  input = { 'setb 3 coro.lua', 'run', '=i', 'step', 'step', 'setb 10 coro.lua', 'run', '=s', 'step', 'step', 'run' },
-  expect = T(P .. 'Breakpoint set in file coro.lua line 3', P .. '[thread: 0x?] ' .. stop('coro.lua', 3, 1, true),
-             P .. '1\t', P .. stop('coro.lua', 9, 1), P .. stop('coro.lua', 12, 1),
-             P .. 'Breakpoint set in file coro.lua line 10', P .. '[thread: 0x?] ' .. stop('coro.lua', 10, 1, true),
-             P .. 'hi\t', P .. '[thread: 0x?] ' .. stop('coro.lua', 11, 1), P .. '[thread: 0x?] ' .. stop('coro.lua', 11, 0),
-             P .. 'v=1 res=hi!') }
 add { name = 'coroutines: a hook the program copies into one stops there as in a thread of its own', prog = 'sethook.lua',
   input = { 'setb 5 sethook.lua', 'run', 'run' },
   expect = T(P .. 'Breakpoint set in file sethook.lua line 5', P .. '[thread: 0x?] ' .. stop('sethook.lua', 5, 1, true),
