@@ -17,11 +17,10 @@ shell('mkdir ' .. q(workdir))
 writefile(tmpdir .. '/empty', '')
 
 -- runs one command line in workdir; returns stdout, stderr, exit status
-local function run(cmdline, input, limit)
+local function run(cmdline, input)
   local out, err, rc = tmpdir .. '/out', tmpdir .. '/err', tmpdir .. '/rc'
-  shell('cd ' .. q(workdir) .. ' && { LUA_PATH=' .. q(tmpdir .. '/?.lua;;') .. ' LUA_CPATH=' .. q(cpath) .. ' '
-        .. cmdline .. ' < ' .. q(input)
-        .. ' 2> ' .. q(err) .. '; echo $? > ' .. q(rc) .. '; }' .. (limit and ' | head -c ' .. limit or '') .. ' > ' .. q(out))
+  shell('cd ' .. q(workdir) .. ' && LUA_PATH=' .. q(tmpdir .. '/?.lua;;') .. ' LUA_CPATH=' .. q(cpath) .. ' '
+        .. cmdline .. ' < ' .. q(input) .. ' > ' .. q(out) .. ' 2> ' .. q(err) .. '; echo $? > ' .. q(rc))
   return readfile(out) or '', readfile(err) or '', tonumber(readfile(rc) or '')
 end
 
@@ -43,11 +42,9 @@ local function stops_removed(s)
   return (string.gsub(s, 'Message: [^\n]*\n', ''))
 end
 
--- case: prog; limit (compare only the first bytes, not the exit status); mask
--- (applied to both outputs); unhandled (ends in an error, where the agent stops
--- by design until end of input ends the session); stops (the program calls
--- debug.traceback, which stops: the stops are masked); steps ('step' or 'over':
--- the program is stepped through its first 1000 lines, then runs)
+-- case: prog; stops (the program calls debug.traceback, which stops: the
+-- stops are masked); steps ('step' or 'over': the program is stepped through
+-- its first 1000 lines, then runs)
 local function faithful(case)
   local name = string.match(case.prog, '[^/]*$')
   -- line 1 of every program is a comment; lines 2-40 of a file that never
@@ -66,28 +63,19 @@ local function faithful(case)
   end
   prefix = table.concat(prefix)
 
-  local out1, err1, rc1 = run(lua .. ' ' .. q(case.prog), tmpdir .. '/empty', case.limit)
+  local out1, err1, rc1 = run(lua .. ' ' .. q(case.prog), tmpdir .. '/empty')
   local out2, err2, rc2 = run(lua .. ' -e ' .. q("require('debugger').start()") .. ' ' .. q(case.prog),
-                              tmpdir .. '/input', case.limit and (case.limit + #prefix))
+                              tmpdir .. '/input')
   local what
   if string.sub(out2, 1, #prefix) ~= prefix then
     what = 'the agent\'s banner and replies: ' .. first_difference(prefix, out2)
   else
     out2 = string.sub(out2, #prefix + 1)
-    if case.unhandled then
-      local s, _, said = string.find(out2, 'Error in application file: [^\n]* %(%d+%)\nMessage: ([^\n]*)\n%[DEBUG%]> \n$')
-      if not s or said ~= string.match(err1, '^[^:]*: ([^\n]*)') then
-        what = 'no stop at the unhandled error: ' .. string.format('%q', string.sub(out2, -200))
-      end
-      out2 = string.sub(out2, 1, (s or 1) - 1)
-    end
     if case.stops or case.steps then out2 = stops_removed(out2) end
-    if case.mask then out1, out2 = case.mask(out1), case.mask(out2) end
-    if case.limit then out1 = string.sub(out1, 1, #out2) end
-    what = what or (out1 ~= out2 and 'standard output: ' .. first_difference(out1, out2))
+    what = (out1 ~= out2 and 'standard output: ' .. first_difference(out1, out2))
       or (err1 ~= err2 and 'standard error: ' .. first_difference(err1, err2))
-      or (not case.limit and rc1 ~= rc2 and 'exit status ' .. tostring(rc1) .. ' plain, ' .. tostring(rc2) .. ' under the agent')
-      or (#out1 == 0 and not case.unhandled and 'the program printed nothing')
+      or (rc1 ~= rc2 and 'exit status ' .. tostring(rc1) .. ' plain, ' .. tostring(rc2) .. ' under the agent')
+      or (#out1 == 0 and 'the program printed nothing')
   end
   C.check(not what, (cpath ~= '' and 'native: ' or '') .. name .. ': ' .. tostring(what))
 end
@@ -127,15 +115,12 @@ local function all()
   end
 
   -- Not run: globals.lua, table.lua and xd.lua read standard input, which carries
-  -- the commands; luac.lua prints nothing without a file argument.
+  -- the commands; luac.lua prints nothing without a file argument; fib.lua and
+  -- printf.lua print the time, readonly.lua ends in an error where the agent
+  -- stops (the error cases hold that stop), life.lua runs for minutes under a hook.
   local samples = {
     { 'bisect.lua' }, { 'cf.lua' }, { 'echo.lua' }, { 'env.lua' }, { 'factorial.lua' }, { 'fibfor.lua' },
     { 'hello.lua' }, { 'sieve.lua' }, { 'sort.lua' }, { 'trace-calls.lua' }, { 'trace-globals.lua' },
-    { 'fib.lua', mask = function(s)   -- its 4th column is the time taken
-        return (string.gsub(s, '(\t%d+\t%d+\t)[^\t\n]*(\t%d+\n)', '%1<time>%2')) end },
-    { 'printf.lua', mask = function(s) return (string.gsub(s, ' on [^\n]*', ' on <date>')) end },
-    { 'readonly.lua', unhandled = true },
-    { 'life.lua', limit = 120000 },   -- 2000 generations take far longer under any line hook
   }
   if readfile(samples_dir .. '/hello.lua') then
     for _, s in ipairs(samples) do
