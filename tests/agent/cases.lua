@@ -80,16 +80,18 @@ add { name = 'goto keeps a breakpoint, over N, setb defaults, set abc ends the s
 add { name = 'dump and what on a value that cannot be indexed', prog = 'filter.lua',
   input = { 'setb 15 filter.lua', 'run', 'dump a.y', 'what a.y', 'dump early.status', 'dump a', 'run' },
   expect = T(P .. 'Breakpoint set in file filter.lua line 15', P .. stop('filter.lua', 15, 1, true),
-             P .. "Run error: attempt to index 'a' (a number value)", P .. "Run error: attempt to index 'a' (a number value)",
-             P .. "Run error: attempt to index 'early' (a thread value)", P .. 'a = 6;', P .. '6\t10\t10\tfalse\t15') }
+             P .. "Run error: attempt to index 'a' (a number value)",
+             P .. "Run error: attempt to index 'a' (a number value)",
+             P .. "Run error: attempt to index 'early' (a thread value)", P .. 'a = 6;',
+             P .. '6\t10\t10\tfalse\t15') }
 -- a guard on the globals raises from the statement's own chunk
 add { name = 'strict globals: stops, statements and breakpoints leave the guard alone, errors name the statement',
   prog = 'strict.lua', input = { 'setb 6 strict.lua', 'run', '=add(2, 3)', '=zz', 'zz = 1', 'over', 'setb',
                                  '=rawget(_G, "breakline")', 'run' },
   expect = T(P .. 'Breakpoint set in file strict.lua line 6', P .. stop('strict.lua', 6, 1, true), P .. '5\t',
              P .. 'Run error: [string "return zz"]:1: undeclared global zz',
-             P .. 'Run error: [string "zz = 1"]:1: assignment to undeclared global zz', P .. stop('strict.lua', 7, 1),
-             P .. 'Breakpoint set in file strict.lua line 7', P .. '7\t', P .. 'x=3') }
+             P .. 'Run error: [string "zz = 1"]:1: assignment to undeclared global zz',
+             P .. stop('strict.lua', 7, 1), P .. 'Breakpoint set in file strict.lua line 7', P .. '7\t', P .. 'x=3') }
 --}}}
 --{{{ pause(), sessions, poff/pon, level 0
 add { name = 'pause: stop after pause(), messages, over at level 0, exit and a new session', prog = 'pausing.lua',
@@ -98,8 +100,8 @@ add { name = 'pause: stop after pause(), messages, over at level 0, exit and a n
              P .. P .. banner[1], banner[2], banner[3], banner[4], banner[5], P .. 'a=6 b=10') }
 add { name = 'pause: pause command, pon, pause() in an open session stops after it, poff ignores it',
   prog = 'pausing.lua', mode = 'pause', input = { 'pause', 'poff', 'pon', 'run', 'poff', 'run' },
-  expect = T(P .. 'pause() should only be used in the script you are debugging', P .. P .. P .. stop('pausing.lua', 11, 0),
-             'Message: second', P .. P .. 'a=6 b=10') }
+  expect = T(P .. 'pause() should only be used in the script you are debugging',
+             P .. P .. P .. stop('pausing.lua', 11, 0), 'Message: second', P .. P .. 'a=6 b=10') }
 add { name = 'pause: out at level 0 stops on the next level-0 line', prog = 'pausing.lua', mode = 'pause',
   input = { 'out', 'step', 'step', 'out', 'run' },
   expect = T(P .. stop('pausing.lua', 10, 0), 'Message: first', P .. stop('pausing.lua', 11, 0), 'Message: second',
@@ -291,8 +293,10 @@ add { name = 'filter: over past pcall and a tail call, out of a tail-called func
              P .. 'Breakpoint deleted from file filter.lua line 19', P .. stop('filter.lua', 20, 1),
              P .. stop('filter.lua', 18, 2), P .. stop('filter.lua', 2, 3), P .. stop('filter.lua', 6, 2),
              P .. stop('filter.lua', 21, 1), P, filtered) }
-add { name = 'filter: a breakpoint reached during over, in a coroutine, out across its yield', prog = 'filter.lua',
-  input = { 'setb 14 filter.lua', 'run', 'setb 4 filter.lua', 'over', '=i', 'delallb', 'over', 'over', 'out', 'out' },
+add { name = 'filter: a breakpoint reached during over, in a coroutine, out across its yield',
+  prog = 'filter.lua',
+  input = { 'setb 14 filter.lua', 'run', 'setb 4 filter.lua', 'over', '=i', 'delallb', 'over', 'over', 'out',
+            'out' },
   expect = T(P .. 'Breakpoint set in file filter.lua line 14', P .. stop('filter.lua', 14, 1, true),
              P .. 'Breakpoint set in file filter.lua line 4', co_stop(4, 2, true), P .. '1\t',
              P .. 'All breakpoints deleted', co_stop(3, 2), co_stop(4, 2), co_stop(10, 1), P .. stop('filter.lua', 15, 1),

@@ -25,13 +25,11 @@ local function run(cmdline, input)
 end
 
 local function first_difference(a, b)
-  local i, n = 1, 1
-  while i <= #a and string.byte(a, i) == string.byte(b, i) do
-    if string.byte(a, i) == 10 then n = n + 1 end
-    i = i + 1
-  end
+  local i = 1
+  while i <= #a and string.byte(a, i) == string.byte(b, i) do i = i + 1 end
+  local _, newlines = string.gsub(string.sub(a, 1, i - 1), '\n', '')
   local function around(s) return string.format('%q', string.sub(s, i, i + 40)) end
-  return 'line ' .. n .. ': plain ' .. around(a) .. ', agent ' .. around(b)
+  return 'line ' .. (newlines + 1) .. ': plain ' .. around(a) .. ', agent ' .. around(b)
 end
 
 -- the agent's own lines where the program stops (step, over, debug.traceback)
