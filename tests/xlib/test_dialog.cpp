@@ -158,8 +158,6 @@ TEST_F(Dialogs, PlacementWriteThenReadRestoresTheWindow) {
   MoveWindow(w.getHandle(), 400, 300, 100, 100, TRUE);
   EXPECT_TRUE(profile.readEx(&w));
   EXPECT_EQ("50 60 300 200", at());
-  EXPECT_TRUE(profile.readEx(&w, xPoint{400, 250}));  // at least the default size
-  EXPECT_EQ("50 60 400 250", at());
 
   ShowWindow(w.getHandle(), SW_MINIMIZE);
   EXPECT_FALSE(profile.writeEx(&w));
