@@ -109,7 +109,7 @@ TEST_F(Containers, FifoKeepsTheNewestSetAndRemove) {
   EXPECT_EQ((V{1, 2, 3}), Item::deleted);
   EXPECT_EQ(7, f.get(0)->value);
   EXPECT_EQ(1, f.count());
-  f.remove(2);  // out of range: reported
+  f.remove(-1);  // out of range: reported
   Item a, b;
   FIFO<Item> borrowed(1, false);  // drops without deleting, and says so
   borrowed.push(&a);
