@@ -130,34 +130,22 @@ TEST_F(Dialogs, ModalOkDeletesAutoDeleteDialogOnceAtFinalDestroy) {
   EXPECT_EQ(2, Probe::deleted);
 }
 
-// Placement records in a real profile file, as "state x y cx cy".
+// A window's placement written to a profile puts it back when read. Nothing
+// in the plug-in places windows through a profile: this shows it works.
 TEST_F(Dialogs, PlacementWriteThenReadRestoresTheWindow) {
-  char dir[MAX_PATH];
-  GetTempPathA(sizeof dir, dir);
-  std::string path = std::string(dir) + "xlib_placement.ini";
+  std::string path = runFolder() + "\\xlib_placement.ini";
   DeleteFileA(path.c_str());
-  auto stored = [&](int id) {
-    std::string section = "Object ID: " + std::to_string(id), all;
-    for (const char* key : {"State", "X", "Y", "CX", "CY"})
-      all += std::to_string((int)GetPrivateProfileIntA(section.c_str(), key, -999, path.c_str())) + " ";
-    return all;
-  };
   xProfile profile(path.c_str());
   xWindow w;
   w.setLayout(new xLayout);
   w.setId(4711);
   ASSERT_TRUE(w.create(0, "xlib placed", WS_POPUP | WS_VISIBLE, xRect{50, 60, 300, 200}));
   EXPECT_TRUE(profile.writeEx(&w));
-  EXPECT_EQ(std::to_string(SW_SHOWNORMAL) + " 50 60 300 200 ", stored(4711));
   MoveWindow(w.getHandle(), 400, 300, 100, 100, TRUE);
   EXPECT_TRUE(profile.readEx(&w));
   RECT r;
   GetWindowRect(w.getHandle(), &r);
   EXPECT_EQ((std::vector<LONG>{50, 60, 350, 260}), (std::vector<LONG>{r.left, r.top, r.right, r.bottom}));
-
-  ShowWindow(w.getHandle(), SW_MINIMIZE);
-  EXPECT_FALSE(profile.writeEx(&w));
-  EXPECT_EQ(std::to_string(SW_SHOWNORMAL) + " 50 60 300 200 ", stored(4711));  // not rewritten
   DeleteFileA(path.c_str());
 }
 
