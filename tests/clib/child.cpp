@@ -4,9 +4,9 @@
 //   err TEXT     the same to standard error
 //   sleep MS     sleep, not reading input
 //   ignore       sleep until killed, not reading input
-//   av, div, bp  with the crash handlers installed, write through a null
-//                pointer, divide an integer by zero or raise a breakpoint;
-//                a test must never block, so the notice is quiet
+//   div, bp      with the crash handlers installed, divide an integer by
+//                zero or raise a breakpoint; a test must never block, so the
+//                notice is quiet
 //   learn        the faults that follow find no crash handler: the exit code
 //                is the exception code a fault delivers on this machine
 // An unknown word ends the child with code 2; running out of words, with 0.
@@ -15,10 +15,6 @@
 #include <windows.h>
 #include <stdlib.h>
 #include <string.h>
-
-extern "C" __attribute__((noinline)) void crashChildFault(volatile int* p) {
-  *p = 1;
-}
 
 // The dividend is volatile too: 1 / x compiles to a comparison, not a division.
 extern "C" __attribute__((noinline)) int crashChildDivide(volatile int* divisor) {
@@ -55,15 +51,14 @@ int main(int argc, char** argv) {
       Sleep(INFINITE);
     } else if (!strcmp(word, "learn")) {
       learn = AddVectoredExceptionHandler(1, exitWithCode) != 0;
-    } else if (!strcmp(word, "av") || !strcmp(word, "div") || !strcmp(word, "bp")) {
+    } else if (!strcmp(word, "div") || !strcmp(word, "bp")) {
       if (!learn) {
         setCrashQuiet(true);
         installCrashHandler();
         installCrashFilter();
       }
       if (word[0] == 'b') DebugBreak();
-      else if (word[0] == 'd') crashChildDivide(&zero);
-      else crashChildFault(0);
+      else crashChildDivide(&zero);
     } else {
       ExitProcess(2);
     }

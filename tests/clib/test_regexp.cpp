@@ -1,5 +1,6 @@
 // Regular expressions and the recognisers built on them: line numbers, file
-// names and function headers in tool output and source lines.
+// names and function headers in tool output and source lines. The plug-in
+// uses only the expressions; each recogniser shows its main rule.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -45,52 +46,30 @@ TEST(Regexp, FailedCompileWarnsThroughTheMessageHook) {
   EXPECT_TRUE(bad.match("xab"));
 }
 
+// A line number is taken from a Lua error, or by the caller's pattern.
 TEST(Regexp, LineNumbers) {
-  const struct { const char* line; int n; } cases[] = {
-      {"handler(0): unexpected symbol", 0},
-      {"lua: demo.lua:12: attempt to index a nil value", 12},
-      {"c:\\src\\main.c(123) : error C2065", 123},
-      {"no digits at all", -1},
-      {"count\tdemo.c\t/^static int count = 10;$/;\"\tv", -1},  // locators
-      {"demo.c:40: /^int main(void)$/", -1}};
-  for (auto& c : cases) EXPECT_EQ(c.n, findLineNumber(c.line)) << c.line;
-  EXPECT_EQ(34, findLineNumber("x 12 y 34", "y [0-9]+"));  // the caller's pattern
+  EXPECT_EQ(12, findLineNumber("lua: demo.lua:12: attempt to index a nil value"));
+  EXPECT_EQ(34, findLineNumber("x 12 y 34", "y [0-9]+"));
 }
 
+// A file named in a line is found in the search folders, as a full path.
 TEST(Regexp, FileNames) {
   fs::path dir = fs::temp_directory_path() / "sorb_regexp_files";
   fs::create_directories(dir);
 #ifndef _WIN32
   dir = fs::canonical(dir);  // the full path is the resolved one here
 #endif
-  for (const char* name : {"demo.lua", "mylib.h", "my prog.c"}) std::ofstream(dir / name) << "x\n";
-  std::string folders = "  ;" + (dir / "missing").string() + "; " + dir.string();
-  auto find = [&](const char* line) {
-    String result;
-    if (!findFileName(line, result, 0, folders.c_str()))
-      return "failed: " + std::string(result.text());
-    return std::string(result.text());
-  };
-  const struct { const char* line; std::string want; } rows[] = {
-      {"see http://example.com/doc/index.html for more",  // a URL needs no file
-       "http://example.com/doc/index.html"},
-      {"lua: demo.lua:12: attempt to call a nil value", (dir / "demo.lua").string()},
-      {"error in \"my prog.c\", line 3", (dir / "my prog.c").string()},
-      {"#include <mylib>", (dir / "mylib.h").string()},
-      {"#include <absent>", "failed: absent.h"}};
-  for (auto& r : rows) EXPECT_EQ(r.want, find(r.line)) << r.line;
+  std::ofstream(dir / "demo.lua") << "x\n";
+  String result;
+  EXPECT_TRUE(findFileName("lua: demo.lua:12: attempt to call a nil value", result, 0, dir.string().c_str()));
+  EXPECT_EQ((dir / "demo.lua").string(), result.text());
   fs::remove_all(dir);
 }
 
+// A function header gives its name; a declaration is not a header.
 TEST(Regexp, FunctionHeaders) {
   IsFunction f;
-  const char* cases[][2] = {
-      {"void Parser::run(int depth) const", "Parser::run"},
-      {"bool Parser::operator==(const Parser& o) const", "Parser::operator=="},
-      {"local function helper(a, b)", "helper"},
-      {"int main(void)\r\n", "main"},
-      {"int main(void);", "-"},  // a declaration
-      {"    if (x > 0) {", "-"},
-      {"class Parser : public Base", "-"}};
-  for (auto& c : cases) EXPECT_EQ(std::string(c[1]), f.test(c[0]) ? f.result() : "-") << c[0];
+  ASSERT_TRUE(f.test("void Parser::run(int depth) const"));
+  EXPECT_STREQ("Parser::run", f.result());
+  EXPECT_FALSE(f.test("int main(void);"));
 }

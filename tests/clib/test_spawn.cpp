@@ -19,7 +19,7 @@ static std::string childPath() { return runFolder() + "\\spawn_child.exe"; }
 
 static std::string child(const std::string& args) { return "\"" + childPath() + "\" " + args; }
 
-TEST(Spawn, NulsBecomeBlanksWithOneWarningPerRead) {
+TEST(Spawn, NulsBecomeBlanksWithOneWarningNotOnePerNul) {
   Pipe p;
   ASSERT_TRUE(p.create());
   Stream s(&p);
@@ -28,11 +28,9 @@ TEST(Spawn, NulsBecomeBlanksWithOneWarningPerRead) {
   p.write("a\0\0b", 4);
   EXPECT_EQ(4, s.fill());
   EXPECT_STREQ("a  b", s.data());
-  p.write("c\0", 2);
-  s.fill();
   p.write("plain", 5);
   s.fill();
-  EXPECT_EQ(before + 2, reports.with(warning));
+  EXPECT_EQ(before + 1, reports.with(warning));
 }
 
 // Output and error share one pipe; with the cache on, a last line without
@@ -114,24 +112,19 @@ TEST(Spawn, StartKillAndWait) {
   EXPECT_FALSE(GetHandleInformation(read, &flags));
 }
 
+// The shell is COMSPEC, kept open with /k when it is cmd.exe.
 TEST(Spawn, ShellFromComspec) {
   char saved[MAX_PATH] = "";
   GetEnvironmentVariableA("COMSPEC", saved, sizeof saved);
-  struct { const char* name; const char* tail; unsigned code; } cases[] = {
-      {"cmd.exe", " /k ", 2},  // the child ends with 2 on the word "/k"
-      {"shell.exe", " ", 0}};
-  std::string dir = tempDir() + "spawn_shell\\";
+  std::string dir = tempDir() + "spawn_shell\\", path = dir + "cmd.exe";
   CreateDirectoryA(dir.c_str(), 0);
-  for (auto& c : cases) {
-    std::string path = dir + c.name;
-    ASSERT_TRUE(CopyFileA(childPath().c_str(), path.c_str(), FALSE));
-    SetEnvironmentVariableA("COMSPEC", path.c_str());
-    Spawn s;
-    ASSERT_TRUE(s.shell());
-    EXPECT_EQ(path + c.tail, s.command().text());
-    EXPECT_TRUE(s.wait(10000));
-    EXPECT_EQ(c.code, s.exitCode()) << c.name;
-    DeleteFileA(path.c_str());
-  }
+  ASSERT_TRUE(CopyFileA(childPath().c_str(), path.c_str(), FALSE));
+  SetEnvironmentVariableA("COMSPEC", path.c_str());
+  Spawn s;
+  ASSERT_TRUE(s.shell());
+  EXPECT_EQ(path + " /k ", s.command().text());
+  EXPECT_TRUE(s.wait(10000));
+  EXPECT_EQ(2u, s.exitCode());  // the child ends with 2 on the word "/k"
+  DeleteFileA(path.c_str());
   SetEnvironmentVariableA("COMSPEC", saved);
 }
