@@ -1,8 +1,7 @@
 // The crash child run with arguments, and which exception code a hardware
 // fault delivers on this machine. Under user-mode emulation of i386 Wine
-// guesses it (a null write arrives as an illegal instruction, a division by
-// zero as a float fault), so a test of fault paths learns it from the child
-// and expects exactly that code.
+// guesses it (a division by zero arrives as a float fault), so a test of
+// fault paths learns it from the child and expects exactly that code.
 #pragma once
 #include <windows.h>
 
@@ -22,5 +21,5 @@ inline DWORD runCrashChild(const std::string& args) {
   return code;
 }
 
-// kind: "av" (null write) or "div" (integer division by zero)
+// kind: "div" (integer division by zero), the one fault the child makes
 inline DWORD faultCode(const char* kind) { return runCrashChild(std::string("learn ") + kind); }
