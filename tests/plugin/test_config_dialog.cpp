@@ -2,7 +2,6 @@
 // name, DebugConfigure run modally while a second thread plays the user, and
 // the settings read back through DebugInfo.
 #include <windows.h>
-#include <shlobj.h>
 #include <stdio.h>
 
 #include <algorithm>
@@ -16,8 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "desktop.hpp"
-#include "host.h"
-#include "run_folder.hpp"
+#include "fixture.hpp"
 
 // Started by the shell as the test's web browser: notes the page it was given.
 static const bool browserStandIn = [] {
@@ -79,42 +77,14 @@ static bool screenshot(HWND w, const std::string& path) {
 
 static BOOL CALLBACK cancel(HWND w, LPARAM) { return PostMessageA(w, WM_COMMAND, IDCANCEL, 0); }
 
-// Every test loads its own copy of the plug-in, named after the test in a
-// folder of its own: the settings profile is named after the module and the
-// help page is looked for beside it.
-class ConfigDialog : public ::testing::Test {
+// Each test loads its own copy of the plug-in, named after the test: the
+// settings profile is named after the module and the help page is looked
+// for beside it.
+class ConfigDialog : public Plugin {
  protected:
   void SetUp() override {
-    name = std::string("Dialog_") + ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    char temp[MAX_PATH], appData[MAX_PATH] = "";
-    GetTempPathA(MAX_PATH, temp);
-    dir = temp + name;
-    CreateDirectoryA(dir.c_str(), NULL);
-    dll = dir + "\\" + name + ".dll";
-    SHGetSpecialFolderPathA(NULL, appData, CSIDL_APPDATA, FALSE);
-    ini = std::string(appData) + "\\Brennick\\Tarn\\" + name + ".ini";
-    DeleteFileA(ini.c_str());
-    ASSERT_TRUE(CopyFileA((runFolder() + "\\SorbLua.dll").c_str(), dll.c_str(), FALSE));
-    load();
+    Plugin::SetUp();
     ASSERT_TRUE(hasWindowDriver()) << "no window driver: the display did not answer";
-  }
-  void TearDown() override {
-    if (plugin) FreeLibrary(plugin);
-    DeleteFileA(dll.c_str());
-    DeleteFileA(ini.c_str());
-    DeleteFileA((dir + "\\SorbLua.html").c_str());
-    DeleteFileA((dir + "\\SorbLua.html.opened").c_str());
-    RemoveDirectoryA(dir.c_str());
-  }
-
-  // Loading reads the profile (DllMain).
-  void load() {
-    if (plugin) FreeLibrary(plugin);
-    plugin = LoadLibraryA(dll.c_str());
-    ASSERT_TRUE(plugin) << dll;
-    configure = (decltype(configure))GetProcAddress(plugin, "DebugConfigure");
-    info = (decltype(info))GetProcAddress(plugin, "DebugInfo");
-    ASSERT_TRUE(configure && info);
   }
 
   // Runs the dialog here, as the IDE does, while user() acts on it from a
@@ -127,7 +97,7 @@ class ConfigDialog : public ::testing::Test {
       found = dlg != NULL;
       dlg ? user(dlg) : (void)EnumThreadWindows(self, cancel, 0);  // never leave the test stuck
     });
-    int code = configure(NULL, dll.c_str());
+    int code = p.DebugConfigure(NULL, dll.c_str());
     other.join();
     EXPECT_TRUE(found) << "no window titled \"" << TITLE << "\"";
     return code;
@@ -137,22 +107,18 @@ class ConfigDialog : public ::testing::Test {
   HostDebugInfo memory() {
     HostDebugInfo record = {};
     record.size = sizeof record;
-    EXPECT_EQ(1, info ? info(&record) : 0);
+    EXPECT_EQ(1, p.DebugInfo(&record));
     return record;
   }
   // The profile as the plug-in reads it when it is loaded again.
   HostDebugInfo onDisk() {
+    hostUnload(&p);
     load();
     return memory();
   }
   void put(const char* section, const char* key, const char* value) {
     ASSERT_TRUE(WritePrivateProfileStringA(section, key, value, ini.c_str()));
   }
-
-  HMODULE plugin = NULL;
-  decltype(HostPlugin::DebugConfigure) configure = NULL;
-  decltype(HostPlugin::DebugInfo) info = NULL;
-  std::string name, dir, dll, ini;
 };
 
 // Ok stores what was typed, cut to the fields' widths, writes the rest back
@@ -202,11 +168,12 @@ TEST_F(ConfigDialog, OkStoresWhatWasEnteredCutToTheFieldsAndCancelChangesNothing
 // open. With the page there it goes to the shell: a stand-in browser (this
 // program, registered for ".html" meanwhile) records what it was given.
 TEST_F(ConfigDialog, ShowsTheDefaultsAndHelpFailsWithoutThePageAndOpensItOnceThere) {
-  std::string page = dir + "\\SorbLua.html";
+  const std::string page = runDir + "\\plugins\\SorbLua.html", pageFiles[] = {page, page + ".opened"};
+  for (const std::string& f : pageFiles) DeleteFileA(f.c_str());  // a failed run's
   char previous[256] = "";
   LONG size = sizeof previous;
   bool hadHtml = RegQueryValueA(HKEY_CLASSES_ROOT, ".html", previous, &size) == ERROR_SUCCESS;
-  std::string browser = "\"" + runFolder() + "\\test_config_dialog.exe\" --open-page \"%1\"";
+  std::string browser = "\"" + runDir + "\\test_config_dialog.exe\" --open-page \"%1\"";
   RegSetValueA(HKEY_CLASSES_ROOT, ".html", REG_SZ, "SorbLuaTestPage", 0);
   RegSetValueA(HKEY_CLASSES_ROOT, "SorbLuaTestPage\\shell\\open\\command", REG_SZ, browser.c_str(), 0);
 
@@ -217,7 +184,7 @@ TEST_F(ConfigDialog, ShowsTheDefaultsAndHelpFailsWithoutThePageAndOpensItOnceThe
     shown = text(dlg, EXECUTABLE) + "|" + text(dlg, 3002) + "|" + text(dlg, 3003);
     for (int n = 1; n <= 19; n++)
       if (n != 2) shown += "|" + text(dlg, 4800 + n) + "=" + text(dlg, 5800 + n);
-    pictured = screenshot(dlg, runFolder() + "\\config_dialog.bmp");
+    pictured = screenshot(dlg, runDir + "\\config_dialog.bmp");
     PostMessageA(GetDlgItem(dlg, HELP_BUTTON), BM_CLICK, 0, 0);
     if (HWND box = ownWindow("Ravel Help")) {
       message = boxText(box);
@@ -226,7 +193,7 @@ TEST_F(ConfigDialog, ShowsTheDefaultsAndHelpFailsWithoutThePageAndOpensItOnceThe
       for (int i = 0; i < 3000 && IsWindow(box); i++) Sleep(10);
     }
     open = IsWindowVisible(dlg);
-    copied = CopyFileA((runFolder() + "\\SorbLua.html").c_str(), page.c_str(), FALSE);
+    copied = CopyFileA((runDir + "\\SorbLua.html").c_str(), page.c_str(), FALSE);
     click(dlg, HELP_BUTTON);
     for (int i = 0; i < 6000 && opened == "<missing>"; i++, Sleep(10))
       opened = fileText(page + ".opened");
@@ -234,6 +201,7 @@ TEST_F(ConfigDialog, ShowsTheDefaultsAndHelpFailsWithoutThePageAndOpensItOnceThe
     click(dlg, IDCANCEL);
   });
   RegDeleteTreeA(HKEY_CLASSES_ROOT, "SorbLuaTestPage");
+  for (const std::string& f : pageFiles) DeleteFileA(f.c_str());
   hadHtml ? RegSetValueA(HKEY_CLASSES_ROOT, ".html", REG_SZ, previous, 0)
           : RegDeleteTreeA(HKEY_CLASSES_ROOT, ".html");
   EXPECT_EQ("SorbLua.exe|||&Run=run|&Continue=run|&Step In=step|Step &Over=over|Step Ou&t=out|"
@@ -308,8 +276,8 @@ static std::string dumpTemplate(const BYTE* base) {
 }
 
 TEST_F(ConfigDialog, TemplateIsTheGoldenOne) {
-  HRSRC found = FindResourceExA(plugin, RT_DIALOG, "RAVEL_CONFIGURE", 3081);
+  HRSRC found = FindResourceExA(p.dll, RT_DIALOG, "RAVEL_CONFIGURE", 3081);
   ASSERT_TRUE(found);
-  EXPECT_EQ(fileText(runFolder() + "\\config_dialog.golden"),
-            dumpTemplate((const BYTE*)LockResource(LoadResource(plugin, found))));
+  EXPECT_EQ(fileText(runDir + "\\config_dialog.golden"),
+            dumpTemplate((const BYTE*)LockResource(LoadResource(p.dll, found))));
 }
