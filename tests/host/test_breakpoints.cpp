@@ -26,9 +26,8 @@ class Breakpoints : public Plugin {
 TEST_F(Breakpoints, StoredSetClearedAndSaved) {
   // As edited by hand. Unmarked: present but disabled. Extra separators stay
   // in the file name. No "=" or fewer than two separators: skipped.
-  std::ofstream(wsIni) << "[Breakpoints-" << workspace << "]\n0=C:\\x.lua##5##\n"
-                       << "C:\\noequals.lua##1##1\n1=C:\\one##sep.lua\n2=no separator\n"
-                       << "3=C:\\y##z.lua##6##1\n";
+  std::ofstream(wsIni) << "[Breakpoints-" << workspace << "]\n0=C:\\x.lua##5##\nC:\\noequals.lua##1##1\n"
+                       << "1=C:\\one##sep.lua\n3=C:\\y##z.lua##6##1\n";
   ASSERT_EQ(1, startFake(serve));
   sync("got listw\n");
   unsigned char enabled = 1;
