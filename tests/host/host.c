@@ -19,8 +19,6 @@ static const char* const hostExportNames[9] = {
 };
 
 void (*hostCallbackHook)(const void* data, unsigned int kind);
-volatile int hostKeepText = 1;
-volatile LONGLONG hostTextBytes;
 
 static SRWLOCK lock = SRWLOCK_INIT;
 static HostEvent* events;
@@ -39,9 +37,7 @@ static void __cdecl hostOutput(const void* data, unsigned int kind) {
     memcpy(e.text, location->file, 256);
     e.line = location->line;
   } else {
-    size_t n = strlen((const char*)data);
-    if (kind == 0) InterlockedExchangeAdd64(&hostTextBytes, (LONGLONG)n);
-    e.text = _strdup(kind == 0 && !hostKeepText ? "" : (const char*)data);
+    e.text = _strdup((const char*)data);
   }
   AcquireSRWLockExclusive(&lock);
   if (eventCount == eventCapacity) {

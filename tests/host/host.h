@@ -134,11 +134,6 @@ int hostWaitForOutput(int from, const char* part, DWORD milliseconds);
 /* Handles this thread's messages for milliseconds. */
 void hostPump(DWORD milliseconds);
 
-/* When 0, kind-0 texts are counted but not kept (floods); hostTextBytes
-   counts their bytes either way. */
-extern volatile int hostKeepText;
-extern volatile LONGLONG hostTextBytes;
-
 /* What this process holds: heap blocks in use, committed private memory
    and open handles (counted by probing: not every system counts them). */
 size_t hostHeapInUse(void);
