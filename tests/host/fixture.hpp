@@ -72,11 +72,11 @@ class Plugin : public ::testing::Test {
     strcpy(info.workspace, workspace.c_str());
     return p.DebugStartDebugging(&ctx, &info);
   }
-  // The stand-in on its script, one step a line.
+  // The stand-in (the tests' child program) on its script, one step a line.
   int startFake(const std::string& steps, const char* file = "") {
     std::string script = runDir + "\\plugins\\" + name + ".txt";
     std::ofstream(script) << steps;
-    return startWith(runDir + "\\fake_debugger.exe", "-s " + script, "prog.lua", file);
+    return startWith(runDir + "\\spawn_child.exe", "-s " + script, "prog.lua", file);
   }
   int startReal(const std::string& program, const char* file = "", const std::string& dir = programs) {
     return startWith(runDir + "\\SorbLua.exe", "", program, file, dir);
