@@ -30,8 +30,9 @@ static const bool browserStandIn = [] {
 }();
 
 // The controls by their template ids, and slots of DebugInfo's eighteen.
-enum { EXECUTABLE = 3001, DISPLAY_BOX = 2000, HELP_BUTTON = 9, CAPTION_STEP = 4804, COMMAND_BREAKINFO = 5819 };
-enum { SLOT_STEP = 2, SLOT_BREAKINFO = 17 };
+enum { EXECUTABLE = 3001, DISPLAY_BOX = 2000, HELP_BUTTON = 9, CAPTION_STEP = 4804, COMMAND_HELP = 5815,
+       COMMAND_BREAKINFO = 5819 };
+enum { SLOT_STEP = 2, SLOT_HELP = 13, SLOT_BREAKINFO = 17 };
 
 static const char TITLE[] = "Debugger Configuration - Lua Debugger Interface";
 
@@ -121,22 +122,26 @@ class ConfigDialog : public Plugin {
   }
 };
 
-// Ok stores what was typed, cut to the fields' widths, writes the rest back
-// as it was (keys not in the dialog included) and adds the missing keys, in
-// memory and in the file alike. Cancel after edits leaves both as they were.
+// Ok stores what was typed, cut to the fields' widths, an emptied word as
+// empty, writes the rest back as it was (keys not in the dialog included)
+// and adds the missing keys, in memory and in the file alike. Cancel after
+// edits leaves both as they were.
 TEST_F(ConfigDialog, OkStoresWhatWasEnteredCutToTheFieldsAndCancelChangesNothing) {
   put("EXEC", "OPTIONS", "-v");
   put("CMD", "CMD_STEP", "into");
   put("INFO", "INFO_QUIT", "bye");
   HostDebugInfo want = onDisk();
+  EXPECT_EQ("-v|into|bye", std::string(want.options) + "|" + want.cmd[SLOT_STEP] + "|" + want.infoQuit);
   const std::string caption(40, 'c'), command(60, 'm'), exe = std::string(294, 'e') + "\\x.exe";
   EXPECT_EQ(1, run([&](HWND dlg) {
     type(dlg, CAPTION_STEP, caption);
     type(dlg, COMMAND_BREAKINFO, command);
     type(dlg, EXECUTABLE, exe);
+    type(dlg, COMMAND_HELP, "");
     click(dlg, DISPLAY_BOX);
     click(dlg, IDOK);
   }));
+  memset(want.cmd[SLOT_HELP], 0, sizeof want.cmd[SLOT_HELP]);
   strcpy(want.txt[SLOT_STEP], caption.substr(0, 25).c_str());
   strcpy(want.cmd[SLOT_BREAKINFO], command.substr(0, 55).c_str());
   strcpy(want.executable, exe.substr(0, 256).c_str());
@@ -177,6 +182,9 @@ TEST_F(ConfigDialog, ShowsTheDefaultsAndHelpFailsWithoutThePageAndOpensItOnceThe
   RegSetValueA(HKEY_CLASSES_ROOT, ".html", REG_SZ, "SorbLuaTestPage", 0);
   RegSetValueA(HKEY_CLASSES_ROOT, "SorbLuaTestPage\\shell\\open\\command", REG_SZ, browser.c_str(), 0);
 
+  HostDebugInfo defaults = memory();
+  EXPECT_EQ("exit|%s %d %s|1", std::string(defaults.infoQuit) + "|" + defaults.infoBreakFmt + "|" +
+                                   std::to_string(defaults.display));
   std::string message = "<no box>", opened = "<missing>", shown;
   bool owned = false, open = false, copied = false, errorBox = true;
   bool pictured = false;
