@@ -3,7 +3,6 @@
 // writing and reading back are shown through the plug-in by the dialog's
 // tests.
 #include <windows.h>
-#include <shlobj.h>
 
 #include <string>
 
@@ -11,14 +10,15 @@
 
 #include "GdbSettings.hpp"
 
+// A profile of each test's own, named after it; the profile path makes its
+// folder, which a fresh user does not have yet.
 class Settings : public ::testing::Test {
  protected:
   void SetUp() override {
-    char folder[MAX_PATH] = "";
-    SHGetSpecialFolderPathA(NULL, folder, CSIDL_APPDATA, FALSE);
     std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
     module = "C:\\plugins\\" + name + ".dll";
-    ini = std::string(folder) + "\\Brennick\\Tarn\\" + name + ".ini";
+    String path;
+    ini = ProfilePath(name.c_str(), path);
     DeleteFileA(ini.c_str());
   }
   void TearDown() override { DeleteFileA(ini.c_str()); }
