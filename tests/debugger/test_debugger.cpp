@@ -21,11 +21,6 @@ const std::string kPrompt = "[DEBUG]> ", kBanner = "Lua Debugger - Version ",
                   kEnd = "Debugging process terminated.\n", kUnhandled = "Unhandled Lua Exception\n";
 const size_t npos = std::string::npos;
 
-std::string lower(std::string s) {  // the agent lower-cases file names on Windows
-  for (char &c : s) c = (char)tolower((unsigned char)c);
-  return s;
-}
-
 // SorbLua.exe (by its full path) run with args in the folder cwd and fed
 // input at once: its standard output and error read together to the end,
 // and its exit code.
@@ -107,6 +102,8 @@ TEST(Debugger, SessionsAndCommandLine) {
   for (const char *f : {"/SorbLua.exe", "/lua51.dll"})
     ASSERT_TRUE(CopyFileA((kDir + f).c_str(), (bare + f).c_str(), FALSE));
   const std::string order = kProgs + "order.lua", args = kProgs + "args.lua", sub = kProgs + "sub";
+  std::string lowered = kProgs;  // the agent lower-cases file names on Windows
+  for (char &c : lowered) c = (char)tolower((unsigned char)c);
   const Case runs[] = {
       // it stops before the first line, the program's output comes before the
       // next stop; the quit word ends the program at the first prompt and at
@@ -129,7 +126,7 @@ TEST(Debugger, SessionsAndCommandLine) {
        "SorbLua: cannot load the program: ", "syntax.lua:3: unexpected symbol near '='\n" +
        kUnhandled}, kBanner.c_str(), 2},
       // a script outside the working directory keeps its full name
-      {order, "setb 4 order.lua\nrun", {"Paused at file: " + lower(kProgs) + "order.lua (4) (1) (breakpoint)\n"},
+      {order, "setb 4 order.lua\nrun", {"Paused at file: " + lowered + "order.lua (4) (1) (breakpoint)\n"},
        nullptr, 0, kDir, sub.c_str()},
   };
   for (const Case &r : runs) check(r);
@@ -165,12 +162,11 @@ TEST(Debugger, CModulesAlongTheCPath) {
   const std::string dir = runFolder(), work = std::string(temp) + "sorblua-cmodules";
   CreateDirectoryA(work.c_str(), nullptr);
   std::ofstream(work + "\\broken.dll") << "MZ but no program";
-  const std::string script = kProgs + "cmodules.lua \"" + dir + "\"";
-  const std::string found = "require\ttrue\t3\nloadlib\t7\ttrue\nno symbol\tnil\t";
-  const std::string broken = "Message: error loading module 'broken' from file '.\\broken.dll':\n\t";
-  check({script, "run\nrun",
-         {"cpath .\\?.dll;" + dir + "\\?.dll;" + dir + "\\loadall.dll\n", found, "\tinit\n",
-          broken, "stack traceback:\n\t[C]: ?\n\t[C]: in function 'require'\n", kUnhandled},
+  check({kProgs + "cmodules.lua \"" + dir + "\"", "run\nrun",
+         {"cpath .\\?.dll;" + dir + "\\?.dll;" + dir + "\\loadall.dll\n",
+          "require\ttrue\t3\nloadlib\t7\ttrue\nno symbol\tnil\t", "\tinit\n",
+          "Message: error loading module 'broken' from file '.\\broken.dll':\n\t",
+          "stack traceback:\n\t[C]: ?\n\t[C]: in function 'require'\n", kUnhandled},
          nullptr, 1, kDir, work.c_str()});
   DeleteFileA((work + "\\broken.dll").c_str());
   RemoveDirectoryA(work.c_str());
