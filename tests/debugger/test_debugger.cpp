@@ -135,20 +135,22 @@ TEST(Debugger, SessionsAndCommandLine) {
 // Modules found along Lua's default path (".\\?.lua", here the current folder)
 // and along a LUA_PATH written with backslashes are named with '/', and from
 // the working directory when under it, so that a breakpoint on the bare file
-// name, as the IDE sends it, stops there. The
-// search and its message stay Lua's own; LUA_INIT still runs first.
+// name, as the IDE sends it, stops there. The search and its message stay
+// Lua's own; LUA_INIT still runs first, and LUA_CPATH sets the C modules' path.
 TEST(Debugger, ModulesStopOnBareNames) {
   const std::string lib = runFolder() + "\\programs\\lib\\?.lua;;";
   SetEnvironmentVariableA("LUA_PATH", lib.c_str());
   SetEnvironmentVariableA("LUA_INIT", "from_init = 'yes'");
+  SetEnvironmentVariableA("LUA_CPATH", "C:\\nowhere\\?.dll");
   check({"modules.lua", "setb 2 near.lua\nsetb 2 far.lua\nrun\nrun\nrun",
          {"Paused at file: ./sub/near.lua (2) (2) (breakpoint)\n",
-          "Paused at file: lib/far.lua (2) (2) (breakpoint)\n", "sum 33 init yes\n",
+          "Paused at file: lib/far.lua (2) (2) (breakpoint)\n", "sum 33 init yes cpath C:\\nowhere\\?.dll\n",
           "module 'nosuch' not found:\n\tno field package.preload['nosuch']\n\tno file '" +
           lib.substr(0, lib.size() - 7) + "nosuch.lua'\n\tno file '.\\nosuch.lua'\n", kEnd},
          nullptr, 0, kDir, (kDir + "/programs").c_str()});
   SetEnvironmentVariableA("LUA_PATH", nullptr);
   SetEnvironmentVariableA("LUA_INIT", nullptr);
+  SetEnvironmentVariableA("LUA_CPATH", nullptr);
 }
 
 // C modules: found along Lua's default cpath ('!' is the program's folder,
