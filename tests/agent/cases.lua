@@ -97,19 +97,17 @@ add { name = 'strict globals: stops, statements and breakpoints leave the guard 
              P .. stop('strict.lua', 7, 1), P .. 'Breakpoint set in file strict.lua line 7', P .. '7\t', P .. 'x=3') }
 --}}}
 --{{{ pause(), sessions, poff/pon, level 0
-add { name = 'pause: stop after pause(), messages, over at level 0, exit and a new session', prog = 'pausing.lua',
-  mode = 'pause', input = { 'over', 'step', '=acc', 'exit', 'step', 'poff', 'run' },
+-- level 0 is pause()'s caller: out and over there stop on its next line,
+-- out of a function called from there stops back on it
+add { name = 'pause: stop after pause(), messages, out and over at level 0, exit and a new session',
+  prog = 'pausing.lua', mode = 'pause', input = { 'out', 'over', 'step', 'out', '=a, b', 'exit', 'step' },
   expect = T(P .. stop('pausing.lua', 10, 0), 'Message: first', P .. stop('pausing.lua', 11, 0), 'Message: second',
-             P .. P .. banner[1], banner[2], banner[3], banner[4], banner[5], P .. 'a=6 b=10') }
+             P .. stop('pausing.lua', 2, 1), P .. stop('pausing.lua', 12, 0), P .. '6\t10\t',
+             P .. banner[1], banner[2], banner[3], banner[4], banner[5], P .. 'a=6 b=10') }
 add { name = 'pause: pause command, pon, pause() in an open session stops after it, poff ignores it',
   prog = 'pausing.lua', mode = 'pause', input = { 'pause', 'poff', 'pon', 'run', 'poff', 'run' },
   expect = T(P .. 'pause() should only be used in the script you are debugging',
              P .. P .. P .. stop('pausing.lua', 11, 0), 'Message: second', P .. P .. 'a=6 b=10') }
-add { name = 'pause: out at level 0 stops on the next level-0 line', prog = 'pausing.lua', mode = 'pause',
-  input = { 'out', 'step', 'step', 'out', 'run' },
-  expect = T(P .. stop('pausing.lua', 10, 0), 'Message: first', P .. stop('pausing.lua', 11, 0), 'Message: second',
-             P .. stop('pausing.lua', 2, 1), P .. stop('pausing.lua', 12, 0), P .. stop('pausing.lua', 13, 0),
-             'Message: third', P, 'a=6 b=10') }
 --}}}
 --{{{ coroutines
 add { name = 'coroutines: a hook the program copies into one stops there as in a thread of its own', prog = 'sethook.lua',
