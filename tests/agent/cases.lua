@@ -19,21 +19,18 @@ local cases = {}
 local function add(c) cases[#cases + 1] = c end
 
 --{{{ session start (host entry), stepping, breakpoints
+-- before the first line no position is known: setb and delb need their arguments
 add { name = 'start: step runs from the first line, its help; syntax: empty line, no command word, CR-LF, step1',
   prog = 'basic.lua',
-  input = { 'help step', '', 'STEP', 'step\r', 'step1', 'step', 'step', 'step', 'step', 'step', 'step' },
+  input = { 'help step', 'setb', 'delb', '', 'STEP', 'step\r', 'step1', 'step', 'step', 'step', 'step',
+            'step', 'step' },
   expect = T(P .. 'step [N]            -- run next N lines, stepping into function calls|', '',
              'Runs N lines (default 1) of the program, stopping in called functions as',
              'well, then reports the new position as', '"Paused at file: <file> (<line>) (<stack level>)".', '',
-             P .. P .. 'Compile error: STEP', P .. stop('basic.lua', 1, 1), P .. stop('basic.lua', 2, 1),
-             P .. stop('basic.lua', 3, 1), P .. stop('basic.lua', 8, 1), P .. stop('basic.lua', 12, 1),
-             P .. stop('basic.lua', 13, 1), P .. stop('basic.lua', 5, 2), P .. stop('basic.lua', 6, 2), P,
-             'x=3 y=6 count=2 later=nil') }
-add { name = 'start: breakpoints sent at start, run, setb/delb/listb replies', prog = 'basic.lua',
-  input = { 'setb 6 basic.lua', 'setb', 'delb', 'listb', 'run', '=a', 'delb 6 basic.lua', 'listb', 'run' },
-  expect = T(P .. 'Breakpoint set in file basic.lua line 6', P .. 'Bad request', P .. 'Bad request',
-             P .. 'Break at: 6 in basic.lua', P .. stop('basic.lua', 6, 2, true), P .. '1\t',
-             P .. 'Breakpoint deleted from file basic.lua line 6', P .. P .. 'x=3 y=6 count=2 later=nil') }
+             P .. 'Bad request', P .. 'Bad request', P .. P .. 'Compile error: STEP',
+             P .. stop('basic.lua', 1, 1), P .. stop('basic.lua', 2, 1), P .. stop('basic.lua', 3, 1),
+             P .. stop('basic.lua', 8, 1), P .. stop('basic.lua', 12, 1), P .. stop('basic.lua', 13, 1),
+             P .. stop('basic.lua', 5, 2), P .. stop('basic.lua', 6, 2), P, 'x=3 y=6 count=2 later=nil') }
 --}}}
 --{{{ statements, context and write-back
 add { name = 'statements in the context', prog = 'basic.lua',
