@@ -238,8 +238,7 @@ add { name = 'tron: call, return and line tracing', prog = 'basic.lua',
 -- key matches the whole name or a tail of it after ':' or '/' (never after a
 -- backslash), with or without the extension. Each key on Util.lua's lines 1-3
 -- stops once; none of back.lua's line 1 does.
-add { name = 'windows: positions and keys lower-cased, keys matching a tail', prog = 'WinMain.lua',
-  os = 'Windows_NT',
+add { name = 'windows: names in lower case, keys matching a tail', prog = 'WinMain.lua', os = 'Windows_NT',
   input = { 'step', 'setb 3 WinMain.LUA', 'listb', 'setb 1 C:/WORK/Lib/Util.lua', 'setb 2 util.lua', 'setb 3 UTIL',
             'setb 1 back.lua', 'setb 1 \\back.lua', 'setb 1 lib/back.lua', 'setb 2 Lib\\Back.lua', 'run', 'run',
             'run', 'run', 'run', 'run' },
