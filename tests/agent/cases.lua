@@ -1,7 +1,7 @@
 -- Cases for run_tests.lua: prog (in programs/), mode (default: started by the
 -- host entry; 'pause': the program calls pause()), os, path (LUA_PATH), input;
--- checks: expect (the whole output), contains, absent, matches, order, block
--- (adjacent lines).
+-- checks: expect (the whole output), contains (lines), absent (text), order (lines
+-- in this order, others between them).
 local ctx = ...
 local P = '[DEBUG]> '
 local banner = ctx.banner
@@ -19,27 +19,26 @@ local cases = {}
 local function add(c) cases[#cases + 1] = c end
 
 --{{{ session start (host entry), stepping, breakpoints
-add { name = 'start: step runs from the first line; command syntax: empty line, no command word, CR-LF, step1',
+-- before the first line no position is known: setb and delb need their arguments
+add { name = 'start: step runs from the first line, its help; syntax: empty line, no command word, CR-LF, step1',
   prog = 'basic.lua',
-  input = { '', 'STEP', 'step\r', 'step1', 'step', 'step', 'step', 'step', 'step', 'step' },
-  expect = T(P .. P .. 'Compile error: STEP', P .. stop('basic.lua', 1, 1), P .. stop('basic.lua', 2, 1),
-             P .. stop('basic.lua', 3, 1), P .. stop('basic.lua', 8, 1), P .. stop('basic.lua', 12, 1),
-             P .. stop('basic.lua', 13, 1), P .. stop('basic.lua', 5, 2), P .. stop('basic.lua', 6, 2), P,
-             'x=3 y=6 count=2 later=nil') }
-add { name = 'start: breakpoints sent at start, run, setb/delb/listb replies', prog = 'basic.lua',
-  input = { 'setb 6 basic.lua', 'setb', 'delb', 'listb', 'run', '=a', 'delb 6 basic.lua', 'listb', 'run' },
-  expect = T(P .. 'Breakpoint set in file basic.lua line 6', P .. 'Bad request', P .. 'Bad request',
-             P .. 'Break at: 6 in basic.lua', P .. stop('basic.lua', 6, 2, true), P .. '1\t',
-             P .. 'Breakpoint deleted from file basic.lua line 6', P .. P .. 'x=3 y=6 count=2 later=nil') }
+  input = { 'help step', 'setb', 'delb', '', 'STEP', 'step\r', 'step1', 'step', 'step', 'step', 'step',
+            'step', 'step' },
+  expect = T(P .. 'step [N]            -- run next N lines, stepping into function calls|', '',
+             'Runs N lines (default 1) of the program, stopping in called functions as',
+             'well, then reports the new position as', '"Paused at file: <file> (<line>) (<stack level>)".', '',
+             P .. 'Bad request', P .. 'Bad request', P .. P .. 'Compile error: STEP',
+             P .. stop('basic.lua', 1, 1), P .. stop('basic.lua', 2, 1), P .. stop('basic.lua', 3, 1),
+             P .. stop('basic.lua', 8, 1), P .. stop('basic.lua', 12, 1), P .. stop('basic.lua', 13, 1),
+             P .. stop('basic.lua', 5, 2), P .. stop('basic.lua', 6, 2), P, 'x=3 y=6 count=2 later=nil') }
 --}}}
 --{{{ statements, context and write-back
 add { name = 'statements in the context', prog = 'basic.lua',
   input = { 'step 6', 'later = 5', '=later', '=type(rawget(_G, "later"))', 'what add', 'what t.name', 'what print',
-            'what', 'dump t.list', 'dump t.list.2', 'step3', '=a, b', '=sum', 'sum = 40', '=sum', '=1, nil, 3',
+            'what', 'dump t.list.2', 'step3', '=a, b', '=sum', 'sum = 40', '=sum', '=1, nil, 3',
             '=nil', '=false, 1', 'x = = 1', '=nosuch.field', 'count = 7', 'ups', 'locs', 'vars', 'run' },
   expect = T(P .. stop('basic.lua', 13, 1), P .. P .. '5\t', P .. 'nil\t', P .. 'Lua in basic.lua 4..8',
              P .. 'basic is not a function', P .. 'C in [C] -1..-1', P .. 'Bad request',
-             P .. 't.list = {  -- table: 0x?', '  [1] = 10;', '  [2] = 20;', '  [3] = 30;', '};',
              P .. 't.list.2 = 20;', P .. stop('basic.lua', 7, 2), P .. '1\t2\t', P .. '3\t', P .. P .. '40\t',
              P .. '1\tnil\t3\t', P .. P .. P .. 'Compile error: x = = 1',
              P .. 'Run error: [string "return nosuch.field"]:1: attempt to index global \'nosuch\' (a nil value)',
@@ -47,27 +46,26 @@ add { name = 'statements in the context', prog = 'basic.lua',
              P .. 'upvalues = {  -- table: 0x?', '  [1] = "a";', '  [2] = "b";', '  [3] = "sum";', '};',
              P .. 'variables = table: 0x?', P .. 'x=40 y=80 count=8 later=5') }
 add { name = 'vars/glob/fenv depths', prog = 'basic.lua',
-  input = { 'step 6', 'vars 1', 'dump t 2', 'glob', 'fenv', 'fenv 0', 'glob 1', 'run' },
+  input = { 'step 6', 'vars 1', 'glob', 'fenv', 'fenv 0', 'glob 1', 'run' },
   contains = { P .. 'variables = {  -- table: 0x?', '  count = 0;', '  t = table: 0x?', '  add = function: 0x?;',
-               '  name = "basic";', '    [3] = 30;', P .. 'globals = table: 0x?', P .. 'environment = table: 0x?',
+               P .. 'globals = table: 0x?', P .. 'environment = table: 0x?',
                '  print = function: 0x?;', '  dump = function: 0x?;', '  pause = function: 0x?;' },
   absent = { '__VARSLEVEL__', '__GLOBALS__', '__LOCALS__' } }
 add { name = 'first prompt: eval_env is nil, the error reaches the program', prog = 'errors.lua',
   input = { 'glob' },
-  matches = { "attempt to index global 'eval_env' %(a nil value%)" }, absent = { 'pcall:' } }
+  contains = { "lua5.1: <AGENT>:?: attempt to index global 'eval_env' (a nil value)" }, absent = { 'pcall:' } }
 --}}}
 --{{{ levels: set, trace, out, goto, over
 add { name = 'set and trace', prog = 'nested.lua',
-  input = { 'setb 2 nested.lua', 'run', 'trace', 'set 2', '=n', 'trace', 'set', 'setb 7', 'delb 2 nested.lua',
-            'listb', 'out 2', 'set 9', 'set 0', 'run' },
+  input = { 'setb 2 nested.lua', 'run', 'set 2', '=n', 'trace', 'set', 'setb 7', 'delb 2 nested.lua', 'listb',
+            'out 2', 'set 9', 'set 0', 'run' },
   expect = T(P .. 'Breakpoint set in file nested.lua line 2', P .. stop('nested.lua', 2, 4, true),
-             P .. '[1]***\tc in nested.lua:2', '[2]\tb in nested.lua:6', '[3]\ta in nested.lua:10',
-             '[4]\tmain in nested.lua:13', '[5]\tmain in <LAUNCH>:7', '[6]\tC in [C]:-1', P .. 'Level: 2', P .. '1\t',
-             P .. '[1]\tc in nested.lua:2', '[2]***\tb in nested.lua:6', '[3]\ta in nested.lua:10',
-             '[4]\tmain in nested.lua:13', '[5]\tmain in <LAUNCH>:7', '[6]\tC in [C]:-1', P .. 'Level: 2',
-             P .. 'Breakpoint set in file nested.lua line 7', P .. 'Breakpoint deleted from file nested.lua line 2',
-             P .. 'Break at: 7 in nested.lua', P .. stop('nested.lua', 7, 3, true), P .. 'No level set',
-             P .. 'No level set', P .. stop('nested.lua', 7, 3, true), P, 'r=13') }
+             P .. 'Level: 2', P .. '1\t', P .. '[1]\tc in nested.lua:2', '[2]***\tb in nested.lua:6',
+             '[3]\ta in nested.lua:10', '[4]\tmain in nested.lua:13', '[5]\tmain in <LAUNCH>:7',
+             '[6]\tC in [C]:-1', P .. 'Level: 2', P .. 'Breakpoint set in file nested.lua line 7',
+             P .. 'Breakpoint deleted from file nested.lua line 2', P .. 'Break at: 7 in nested.lua',
+             P .. stop('nested.lua', 7, 3, true), P .. 'No level set', P .. 'No level set',
+             P .. stop('nested.lua', 7, 3, true), P, 'r=13') }
 add { name = 'goto keeps a breakpoint, over N, setb defaults, set abc ends the session', prog = 'nested.lua',
   input = { 'goto 3', 'step', 'over', 'over', 'setb 3 nested.lua', 'goto 3', 'listb', 'goto x', 'out', 'over 2',
             'setb', 'delallb', 'set abc', 'step' },
@@ -77,12 +75,11 @@ add { name = 'goto keeps a breakpoint, over N, setb defaults, set abc ends the s
              P .. stop('nested.lua', 7, 3), P .. stop('nested.lua', 14, 1),
              P .. 'Breakpoint set in file nested.lua line 14', P .. 'All breakpoints deleted',
              P .. 'Unknown command from debugger_loop: abc', 'Stopping debugger', 'r=13') }
-add { name = 'dump and what on a value that cannot be indexed', prog = 'filter.lua',
-  input = { 'setb 15 filter.lua', 'run', 'dump a.y', 'what a.y', 'dump early.status', 'dump a', 'run' },
+add { name = 'dump and what on a number, which cannot be indexed', prog = 'filter.lua',
+  input = { 'setb 15 filter.lua', 'run', 'dump a.y', 'what a.y', 'dump a', 'run' },
   expect = T(P .. 'Breakpoint set in file filter.lua line 15', P .. stop('filter.lua', 15, 1, true),
              P .. "Run error: attempt to index 'a' (a number value)",
-             P .. "Run error: attempt to index 'a' (a number value)",
-             P .. "Run error: attempt to index 'early' (a thread value)", P .. 'a = 6;',
+             P .. "Run error: attempt to index 'a' (a number value)", P .. 'a = 6;',
              P .. '6\t10\t10\tfalse\t15') }
 -- a guard on the globals raises from the statement's own chunk
 add { name = 'strict globals: stops, statements and breakpoints leave the guard alone, errors name the statement',
@@ -94,19 +91,17 @@ add { name = 'strict globals: stops, statements and breakpoints leave the guard 
              P .. stop('strict.lua', 7, 1), P .. 'Breakpoint set in file strict.lua line 7', P .. '7\t', P .. 'x=3') }
 --}}}
 --{{{ pause(), sessions, poff/pon, level 0
-add { name = 'pause: stop after pause(), messages, over at level 0, exit and a new session', prog = 'pausing.lua',
-  mode = 'pause', input = { 'over', 'step', '=acc', 'exit', 'step', 'poff', 'run' },
+-- level 0 is pause()'s caller: out and over there stop on its next line,
+-- out of a function called from there stops back on it
+add { name = 'pause: stop after pause(), messages, out and over at level 0, exit and a new session',
+  prog = 'pausing.lua', mode = 'pause', input = { 'out', 'over', 'step', 'out', '=a, b', 'exit', 'step' },
   expect = T(P .. stop('pausing.lua', 10, 0), 'Message: first', P .. stop('pausing.lua', 11, 0), 'Message: second',
-             P .. P .. banner[1], banner[2], banner[3], banner[4], banner[5], P .. 'a=6 b=10') }
+             P .. stop('pausing.lua', 2, 1), P .. stop('pausing.lua', 12, 0), P .. '6\t10\t',
+             P .. banner[1], banner[2], banner[3], banner[4], banner[5], P .. 'a=6 b=10') }
 add { name = 'pause: pause command, pon, pause() in an open session stops after it, poff ignores it',
   prog = 'pausing.lua', mode = 'pause', input = { 'pause', 'poff', 'pon', 'run', 'poff', 'run' },
   expect = T(P .. 'pause() should only be used in the script you are debugging',
              P .. P .. P .. stop('pausing.lua', 11, 0), 'Message: second', P .. P .. 'a=6 b=10') }
-add { name = 'pause: out at level 0 stops on the next level-0 line', prog = 'pausing.lua', mode = 'pause',
-  input = { 'out', 'step', 'step', 'out', 'run' },
-  expect = T(P .. stop('pausing.lua', 10, 0), 'Message: first', P .. stop('pausing.lua', 11, 0), 'Message: second',
-             P .. stop('pausing.lua', 2, 1), P .. stop('pausing.lua', 12, 0), P .. stop('pausing.lua', 13, 0),
-             'Message: third', P, 'a=6 b=10') }
 --}}}
 --{{{ coroutines
 add { name = 'coroutines: a hook the program copies into one stops there as in a thread of its own', prog = 'sethook.lua',
@@ -155,12 +150,13 @@ end
 --{{{ errors and debug.traceback
 -- the interpreter's handler calls the replaced debug.traceback: nothing
 -- catches the error, so the stop is in the failing frame, as SorbLua.exe's
-add { name = 'errors: a failed assert stops with its message', prog = 'errors.lua', input = { 'run', 'trace', '=v', 'run' },
-  order = { P .. 'pcall: false caught', 'Error in application file: errors.lua (2)', 'Message: errors.lua:2: too small',
-            P .. '[1]***\tcheck in errors.lua:2', '[2]\tmain in errors.lua:8', P .. '0\t',
-            P .. 'lua5.1: errors.lua:2: too small' },
-  block = { 'stack traceback:', "\t[C]: in function 'assert'", "\terrors.lua:2: in function 'check'" },
-  absent = { 'not reached', 'debugger' } }
+add { name = 'errors: a failed assert stops with its message', prog = 'errors.lua',
+  input = { 'run', 'trace', '=v', 'run' },
+  expect = T(P .. 'pcall: false caught', 'Error in application file: errors.lua (2)', 'Message: errors.lua:2: too small',
+             P .. '[1]***\tcheck in errors.lua:2', '[2]\tmain in errors.lua:8', '[3]\tmain in <LAUNCH>:7',
+             '[4]\tC in [C]:-1', P .. '0\t', P .. 'lua5.1: errors.lua:2: too small', 'stack traceback:',
+             "\t[C]: in function 'assert'", "\terrors.lua:2: in function 'check'", '\terrors.lua:8: in main chunk',
+             '\t<LAUNCH>:7: in main chunk', '\t[C]: ?') }
 add { name = 'errors: a failed assert opens a session', prog = 'errors.lua', mode = 'pause', input = { 'trace', 'info' },
   order = { 'pcall: false caught', banner[1], "Type 'help' for commands", P .. '[1]\tcheck in errors.lua:2',
             P .. 'traceinfo = {  -- table: 0x?', '  pausemsg = "errors.lua:2: too small";', P,
@@ -210,7 +206,7 @@ add { name = 'watches', prog = 'watch.lua',
 --{{{ dump format
 add { name = 'dump format and the global dump()', prog = 'dumps.lua',
   input = { 'step 8', 'dump list', 'dump me', 'dump odd', 'dump nest', 'dump nest 2', 'dump nest 0', 'dump long',
-            'dump short', 'dump list.9', 'dump', 'locs', 'run' },
+            'dump short', 'dump list.9', 'dump', 'run' },
   expect = T(P .. stop('dumps.lua', 8, 1), P .. 'list = {  -- table: 0x?', '  [1] = 10;', '  [2] = 20;', '  [3] = 30;', '};',
              P .. 'me = {  -- table: 0x?', '  self = ref"table: 0x?";', '};',
              P .. 'odd = {  -- table: 0x?', '  ["a b"] = true;', '};',
@@ -219,59 +215,49 @@ add { name = 'dump format and the global dump()', prog = 'dumps.lua',
              P .. 'nest = {  -- table: 0x?', '  inner = table: 0x?', '};',
              P .. 'long = [[' .. string.rep('x', 41) .. ']];', P .. 'short = "line\\', 'break";',
              P .. 'list.9 = nil;', P .. 'Bad request',
-             P .. 'upvalues = {  -- table: 0x?', '  [1] = "list";', '  [2] = "me";', '  [3] = "odd";', '  [4] = "nest";',
-             '  [5] = "long";', '  [6] = "short";', '};',
              P .. '["table: 0x?"] = {  -- table: 0x?', '  [1] = 10;', '  [2] = 20;', '  [3] = 30;', '};', 'end') }
 --}}}
 --{{{ show and tron
 add { name = 'show: source listing', prog = 'basic.lua',
   path = ctx.programs .. '/sub/?.lua;' .. ctx.agent_dir .. '/?.lua;;',
-  input = { 'show', 'step', 'show 3 basic.lua 1 1', 'show - - 2', 'show 1 nosuch', 'show 2 Util 1', 'show 2 =stdin',
-            'show 1 basic 0 1', 'run' },
+  input = { 'show', 'step', 'show 3 basic.lua 1 1', 'show - - 2', 'show 1 nosuch', 'show 2 Util 1', 'run' },
   expect = T(P .. 'Nothing to show', P .. stop('basic.lua', 1, 1), P .. '2\tlocal count = 0', '3***\tlocal later',
              '4\tlocal function add(a, b)', P .. '1***\tlocal t = { name = "basic", list = { 10, 20, 30 } }',
              '2\tlocal count = 0', '3\tlocal later', P .. 'Cannot find nosuch.lua',
              P .. '1\t-- a module found along package.path (for "show")', '2***\tlocal M = {}',
-             '3\tfunction M.id(v) return v end', P .. 'Nothing to show',
-             P .. '1***\tlocal t = { name = "basic", list = { 10, 20, 30 } }', '2\tlocal count = 0',
-             P .. 'x=3 y=6 count=2 later=nil') }
+             '3\tfunction M.id(v) return v end', P .. 'x=3 y=6 count=2 later=nil') }
 add { name = 'tron: call, return and line tracing', prog = 'basic.lua',
   input = { 'step', 'tron l', 'step', 'tron c', 'step 7', 'tron r', 'step 3', 'tron', 'step', 'run' },
-  matches = { '^%[DEBUG%]> %[DEBUG%]> %d%d%d%d%d%.%d%d:01%.%.basic%.lua %(2%) %? %(l%)$',
-              '^%[DEBUG%]> %[DEBUG%]> %d%d%d%d%d%.%d%d:01%.%.basic%.lua %(13%) add %(c%)$',
-              '^%[DEBUG%]> %[DEBUG%]> %d%d%d%d%d%.%d%d:01%.%.basic%.lua %(7%) add %(r%)$' },
-  order = { stop('basic.lua', 2, 1), stop('basic.lua', 7, 2), stop('basic.lua', 5, 3), P .. P .. stop('basic.lua', 6, 3) } }
+  expect = T(P .. stop('basic.lua', 1, 1), P .. P .. 'CLOCK:01..basic.lua (2) ? (l)', stop('basic.lua', 2, 1),
+             P .. P .. 'CLOCK:01..basic.lua (13) add (c)', stop('basic.lua', 7, 2),
+             P .. P .. 'CLOCK:01..basic.lua (7) add (r)', stop('basic.lua', 5, 3), P .. P .. stop('basic.lua', 6, 3),
+             P .. 'x=3 y=6 count=2 later=nil') }
 --}}}
 --{{{ Windows file names
--- the OS value is lower-cased before the test
-add { name = 'windows: positions and keys lower-cased', prog = 'WinMain.lua', os = 'windows',
-  input = { 'step', 'setb 3 WinMain.LUA', 'listb', 'run' },
-  expect = T(P .. stop('winmain.lua', 1, 1), P .. 'Breakpoint set in file WinMain.LUA line 3', P .. 'Break at: 3 in winmain.lua',
-             P .. stop('winmain.lua', 3, 1, true), P, 'a=8 b=1') }
-for _, key in ipairs({ 'c:/work/lib/util.lua', 'C:/WORK/Lib/Util.lua', 'util.lua', 'Lib/Util.lua', 'UTIL', 'work/lib/util' }) do
-  add { name = 'windows: sloppy breakpoint ' .. key, prog = 'WinMain.lua', os = 'Windows_NT', input = { 'setb 2 ' .. key, 'run' },
-    contains = { P .. stop('c:/work/lib/util.lua', 2, 2, true) } }
-end
-add { name = 'windows: backslash tail matches only the whole key', prog = 'WinMain.lua', os = 'Windows_NT',
-  input = { 'setb 1 Lib\\Back.lua', 'run' }, contains = { P .. stop('lib\\back.lua', 1, 2, true) } }
-for _, key in ipairs({ 'back.lua', '\\back.lua', 'lib/back.lua' }) do
-  add { name = 'windows: no match for ' .. key, prog = 'WinMain.lua', os = 'Windows_NT', input = { 'setb 1 ' .. key, 'run' },
-    contains = { P .. 'a=8 b=1' }, absent = { 'Paused' } }
-end
+-- OS=Windows_NT (tested in lower case): positions and keys in lower case; a
+-- key matches the whole name or a tail of it after ':' or '/' (never after a
+-- backslash), with or without the extension. Each key on Util.lua's lines 1-3
+-- stops once; none of back.lua's line 1 does.
+add { name = 'windows: names in lower case, keys matching a tail', prog = 'WinMain.lua', os = 'Windows_NT',
+  input = { 'step', 'setb 3 WinMain.LUA', 'listb', 'setb 1 C:/WORK/Lib/Util.lua', 'setb 2 util.lua', 'setb 3 UTIL',
+            'setb 1 back.lua', 'setb 1 \\back.lua', 'setb 1 lib/back.lua', 'setb 2 Lib\\Back.lua', 'run', 'run',
+            'run', 'run', 'run', 'run' },
+  order = { P .. stop('winmain.lua', 1, 1), P .. 'Breakpoint set in file WinMain.LUA line 3',
+            P .. 'Break at: 3 in winmain.lua', P .. stop('winmain.lua', 3, 1, true),
+            P .. stop('c:/work/lib/util.lua', 1, 2, true), P .. stop('c:/work/lib/util.lua', 2, 2, true),
+            P .. stop('c:/work/lib/util.lua', 3, 2, true), P .. stop('lib\\back.lua', 2, 2, true), P .. 'a=8 b=1' },
+  absent = { 'lib\\back.lua (1)' } }
 -- bytes above 127 belong to a file name, also as its first letter
 add { name = 'file name outside ASCII', prog = 'été.lua', input = { 'setb 2 été.lua', 'listb', 'run', 'run' },
   expect = T(P .. 'Breakpoint set in file été.lua line 2', P .. 'Break at: 2 in été.lua',
              P .. stop('été.lua', 2, 1, true), P .. 'v=1') }
 --}}}
---{{{ help: the listing (also for an unknown command), and a command's own text
+--{{{ help: the listing (also for an unknown command)
 local first = 'pause(msg)          -- start/resume a debugger session'
 local statement = '<statement>         -- execute a statement in the current context'
 local last = 'what <func>         -- show where <func> is defined (if known)'
-add { name = 'help', prog = 'basic.lua', input = { 'help', 'help nosuch', 'help step' },
-  order = { P .. first, statement, last, P .. first, statement, last },
-  block = { P .. 'step [N]            -- run next N lines, stepping into function calls|', '',
-            'Runs N lines (default 1) of the program, stopping in called functions as',
-            'well, then reports the new position as', '"Paused at file: <file> (<line>) (<stack level>)".' } }
+add { name = 'help', prog = 'basic.lua', input = { 'help', 'help nosuch' },
+  order = { P .. first, statement, last, P .. first, statement, last } }
 --}}}
 
 --{{{ where the native line filter decides alone: it must decide as the agent does
@@ -310,25 +296,23 @@ add { name = 'filter: hundreds of hooked coroutines, the last made stops first',
 local W = { wait = 0.5 }
 add { name = 'running: a breakpoint set while a loop runs, a command left for the stop', prog = 'spin.lua',
   native = true,
-  input = { 'run', W, 'listb', 'setb 4 spin.lua', W, 'delb 4 spin.lua', 'done = true', 'run' },
-  expect = T(P .. 'Breakpoint set in file spin.lua line 4', stop('spin.lua', 4, 2, true),
-             P .. 'Break at: 4 in spin.lua', P .. 'Breakpoint deleted from file spin.lua line 4', P .. P .. 'spun\ttrue') }
+  input = { 'run', W, 'listb', 'setb 3 spin.lua', W, 'delb 3 spin.lua', 'done = true', 'run' },
+  expect = T(P .. 'Breakpoint set in file spin.lua line 3', stop('spin.lua', 3, 2, true),
+             P .. 'Break at: 3 in spin.lua', P .. 'Breakpoint deleted from file spin.lua line 3', P .. P .. 'spun\ttrue') }
 add { name = 'running: commands typed ahead of run wait for the stop', prog = 'timedc.lua', native = true,
   input = { 'setb 6 timedc.lua', 'run', 'delb 6 timedc.lua', 'run', W },
   expect = T(P .. 'Breakpoint set in file timedc.lua line 6', P .. stop('timedc.lua', 6, 1, true),
              P .. 'Breakpoint deleted from file timedc.lua line 6', P .. 'spun') }
-add { name = 'running: over, then out of the looping function', prog = 'spin.lua', native = true,
-  input = { 'run', W, 'over', W, 'done = true', 'out', 'run' },
-  expect = T(P .. stop('spin.lua', 3, 2), P .. P .. stop('spin.lua', 9, 1), P .. 'spun\ttrue') }
+add { name = 'running: step and over break in, then out of the looping function', prog = 'spin.lua', native = true,
+  input = { 'run', W, 'step 2', W, 'run', W, 'over', W, 'done = true', 'out', 'run' },
+  expect = T(P .. stop('spin.lua', 3, 2), P .. stop('spin.lua', 3, 2), P .. P .. stop('spin.lua', 7, 1),
+             P .. 'spun\ttrue') }
 -- the levels of a thread in run mode come from its real depth when out
 -- arrives; most events there are returns of a C function: out takes its
 -- level from a line
 add { name = 'running: out of a function that ends by itself, from a loop that calls C', prog = 'timedc.lua',
   native = true, input = { 'run', W, 'out', 'run' },
   expect = T(P .. stop('timedc.lua', 6, 1), P .. 'spun') }
-add { name = 'running: step breaks in', prog = 'spin.lua', native = true,
-  input = { 'run', W, 'step 2', W, 'done = true', 'run' },
-  matches = { '^%[DEBUG%]> Paused at file: spin%.lua %([34]%) %(2%)$' }, contains = { P .. P .. 'spun\ttrue' } }
 add { name = 'running: a watch set, and exit, which removes the hook', prog = 'unhook.lua', native = true,
   input = { 'run', W, 'setw n < 0', W, 'exit' },
   expect = T(P .. 'Set watch exp no. 1', 'unhooked\ttrue') }

@@ -1,7 +1,7 @@
 -- What the agent's test drivers share: the arguments [agent] [interpreter]
 -- [sorbhook.so], the agent copied into a scratch folder as debugger.lua (so
 -- that require 'debugger' finds it there), shell and file helpers, the
--- agent's banner and the tally of checks.
+-- agent's banner, where two outputs differ and the tally of checks.
 local C = {}
 function C.shell(cmd)
   local p = assert(io.popen(cmd, 'r'))
@@ -28,6 +28,15 @@ C.shell('cp ' .. C.q(C.agent) .. ' ' .. C.q(C.tmpdir .. '/debugger.lua'))
 function C.cpath(native) return native and (string.match(C.module, '^(.*)/[^/]*$') .. '/?.so') or '' end
 C.banner = { 'Lua Debugger - Version 1.20', 'Designed to work with the Tarn for Windows IDE',
              'http://www.brennick.example/tarn/', '', "Type 'help' for commands" }
+
+-- where the text got first differs from the one expected
+function C.first_difference(want, got)
+  local i = 1
+  while i <= #want and string.byte(want, i) == string.byte(got, i) do i = i + 1 end
+  local _, newlines = string.gsub(string.sub(want, 1, i - 1), '\n', '')
+  local function around(s) return string.format('%q', string.sub(s, i, i + 40)) end
+  return 'line ' .. (newlines + 1) .. ': expected ' .. around(want) .. ', got ' .. around(got)
+end
 
 local passed, failed = 0, 0
 function C.check(ok, message)

@@ -24,14 +24,6 @@ local function run(cmdline, input)
   return readfile(out) or '', readfile(err) or '', tonumber(readfile(rc) or '')
 end
 
-local function first_difference(a, b)
-  local i = 1
-  while i <= #a and string.byte(a, i) == string.byte(b, i) do i = i + 1 end
-  local _, newlines = string.gsub(string.sub(a, 1, i - 1), '\n', '')
-  local function around(s) return string.format('%q', string.sub(s, i, i + 40)) end
-  return 'line ' .. (newlines + 1) .. ': plain ' .. around(a) .. ', agent ' .. around(b)
-end
-
 -- the agent's own lines where the program stops (step, over, debug.traceback)
 local function stops_removed(s)
   s = string.gsub(s, '%[DEBUG%]> ', '')
@@ -66,12 +58,12 @@ local function faithful(case)
                               tmpdir .. '/input')
   local what
   if string.sub(out2, 1, #prefix) ~= prefix then
-    what = 'the agent\'s banner and replies: ' .. first_difference(prefix, out2)
+    what = 'the agent\'s banner and replies: ' .. C.first_difference(prefix, out2)
   else
     out2 = string.sub(out2, #prefix + 1)
     if case.stops or case.steps then out2 = stops_removed(out2) end
-    what = (out1 ~= out2 and 'standard output: ' .. first_difference(out1, out2))
-      or (err1 ~= err2 and 'standard error: ' .. first_difference(err1, err2))
+    what = (out1 ~= out2 and 'standard output: ' .. C.first_difference(out1, out2))
+      or (err1 ~= err2 and 'standard error: ' .. C.first_difference(err1, err2))
       or (rc1 ~= rc2 and 'exit status ' .. tostring(rc1) .. ' plain, ' .. tostring(rc2) .. ' under the agent')
       or (#out1 == 0 and 'the program printed nothing')
   end

@@ -1,13 +1,4 @@
--- coroutines: generators, values both ways, nesting, errors inside
-local function gen(n)
-  return coroutine.wrap(function()
-    for i = 1, n do coroutine.yield(i, i * i) end
-    return 'end'
-  end)
-end
-local g = gen(3)
-for _ = 1, 4 do print('gen', g()) end
-
+-- coroutines: values both ways, nesting, errors inside
 local acc = coroutine.create(function(sum)
   while true do
     local v = coroutine.yield(sum)

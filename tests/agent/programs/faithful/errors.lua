@@ -23,9 +23,6 @@ print(pcall(function() return obj.missing end))
 print(pcall(function() return obj + 1 end))
 print(pcall(tostring, setmetatable({}, { __tostring = function() error('tostring fails') end })))
 
-local token = {}
-local ok, e = pcall(error, token)
-print(ok, e == token)
 local function a(n) if n == 0 then error('deep ' .. n) end return a(n - 1) + 1 end
 for depth = 1, 3 do print(pcall(a, depth * 10)) end
 print('still running')
