@@ -37,8 +37,9 @@ end
 
 local function run(case, native)
   local input, pipe = feed(case.input)
+  -- a case that hangs ends as a failure of its own, not the whole run's time limit
   local cmd = 'OS=' .. q(case.os or '') .. ' LUA_PATH=' .. q(case.path or (tmpdir .. '/?.lua;;'))
-              .. ' LUA_CPATH=' .. q(cpath(native)) .. ' ' .. lua
+              .. ' LUA_CPATH=' .. q(cpath(native)) .. ' timeout 60 ' .. lua
   if case.mode == 'pause' then cmd = cmd .. ' -l debugger '
   else cmd = cmd .. ' ' .. q(here .. '/launch.lua') .. ' ' end
   if input then cmd = cmd .. case.prog .. ' < ' .. q(input) else cmd = (pipe or '') .. cmd .. case.prog end
